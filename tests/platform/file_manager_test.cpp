@@ -1,0 +1,86 @@
+#include "platform/file_manager.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <csignal>
+#include <filesystem>
+
+#include "tests/temporary_folder.h"
+
+namespace tavrine {
+namespace {
+
+namespace fs = std::filesystem;
+
+mode_t modeOf(const Path& path) {
+  struct stat status {};
+  EXPECT_EQ(::stat(path.c_str(), &status), 0);
+  return status.st_mode & 07777;
+}
+
+int entriesOf(const Path& folder) {
+  return static_cast<int>(std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
+}
+
+/// Lets this process write no byte beyond `bytes` of any file, as a full disk would.
+class FileSizeLimit final {
+ public:
+  explicit FileSizeLimit(rlim_t bytes) {
+    ::getrlimit(RLIMIT_FSIZE, &before_);
+    const rlimit limit{bytes, before_.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  FileSizeLimit(const FileSizeLimit&) = delete;
+  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+  ~FileSizeLimit() { ::setrlimit(RLIMIT_FSIZE, &before_); }
+
+ private:
+  rlimit before_{};
+};
+
+TEST(FileManager, ReplacesAFileWholeAndPrivately) {
+  const TemporaryFolder folder;
+  const Path file = folder / "record";
+  replaceFile(file, "old");
+  fs::permissions(file, fs::perms(0644));
+  replaceFile(file, std::string("new\0\xFF", 5));
+  EXPECT_EQ(readFile(file), std::string("new\0\xFF", 5));
+  EXPECT_EQ(modeOf(file), 0600u);
+  EXPECT_EQ(entriesOf(folder.path()), 1);
+}
+
+TEST(FileManager, AFailedReplacementLeavesTheOldFileAlone) {
+  const TemporaryFolder folder;
+  const Path file = folder / "record";
+  replaceFile(file, "old");
+  ::signal(SIGXFSZ, SIG_IGN);
+  {
+    const FileSizeLimit limit(1000);
+    EXPECT_THROW(replaceFile(file, std::string(2000, 'x')), fs::filesystem_error);
+  }
+  EXPECT_EQ(readFile(file), "old");
+  EXPECT_EQ(entriesOf(folder.path()), 1);
+}
+
+TEST(FileManager, AFolderInThePlaceOfTheFileIsAnError) {
+  const TemporaryFolder folder;
+  fs::create_directory(folder / "record");
+  EXPECT_THROW(replaceFile(folder / "record", "x"), fs::filesystem_error);
+  EXPECT_EQ(entriesOf(folder.path()), 1);
+}
+
+TEST(FileManager, ReadsRegularFilesOnlyAndNeverWaits) {
+  const TemporaryFolder folder;
+  ASSERT_EQ(::mkfifo((folder / "fifo").c_str(), 0600), 0);
+  for (const Path& path : {folder / "fifo", folder / "missing", folder.path()}) {
+    EXPECT_THROW(readFile(path), fs::filesystem_error) << path;
+  }
+  const std::string large(1'000'000, 'x');
+  replaceFile(folder / "large", large);
+  EXPECT_EQ(readFile(folder / "large"), large);
+}
+
+}  // namespace
+}  // namespace tavrine
