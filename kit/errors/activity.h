@@ -9,14 +9,15 @@
 
 namespace tavrine {
 
-/// The long-running work in progress, and whether the user has asked to quit. Consulted before new work, before a password change
-/// and when the user quits. It starts, stops and waits for nothing. A plain value: an owner that shares it between threads guards it.
+/// The long-running work in progress, and whether the user has asked to quit. Consulted before new work, before a
+/// password change and when the user quits. It starts, stops and waits for nothing. A plain value: an owner that shares
+/// it between threads guards it.
 class Activity final {
  public:
   static constexpr std::string_view quittingRefusal = "Tavrine is quitting, so it cannot start anything new.";
 
-  /// Registers work and returns what `end` takes. The description reads well behind "Tavrine is still ". Does not ask whether the
-  /// user is quitting: `acceptsNewWork` tells.
+  /// Registers work and returns what `end` takes. The description reads well behind "Tavrine is still ". Does not ask
+  /// whether the user is quitting: `acceptsNewWork` tells.
   Uuid begin(std::string description);
 
   /// Unregisters work; an unknown identifier changes nothing.

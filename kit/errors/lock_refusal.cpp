@@ -27,11 +27,15 @@ constexpr std::array<Text, allLockRefusals.size()> texts = {{
     {"shortcut", "This is a shortcut to another item. Lock the original instead."},
 }};
 
-const Text& textOf(LockRefusal refusal) { return texts.at(static_cast<size_t>(refusal)); }
+const Text& textOf(LockRefusal refusal) {
+  return texts.at(static_cast<size_t>(refusal));
+}
 
 }  // namespace
 
-std::string_view rawValue(LockRefusal refusal) { return textOf(refusal).rawValue; }
+std::string_view rawValue(LockRefusal refusal) {
+  return textOf(refusal).rawValue;
+}
 
 std::optional<LockRefusal> lockRefusal(std::string_view rawValue) {
   for (const LockRefusal refusal : allLockRefusals) {
@@ -40,6 +44,8 @@ std::optional<LockRefusal> lockRefusal(std::string_view rawValue) {
   return std::nullopt;
 }
 
-std::string_view message(LockRefusal refusal) { return textOf(refusal).message; }
+std::string_view message(LockRefusal refusal) {
+  return textOf(refusal).message;
+}
 
 }  // namespace tavrine

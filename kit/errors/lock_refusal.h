@@ -27,10 +27,11 @@ enum class LockRefusal {
 
 /// Every refusal, in order.
 inline constexpr std::array<LockRefusal, 14> allLockRefusals = {
-    LockRefusal::doesNotExist,       LockRefusal::systemLocation,   LockRefusal::homeFolder,    LockRefusal::standardFolder,
-    LockRefusal::libraryFolder,      LockRefusal::application,      LockRefusal::tavrineItself, LockRefusal::volumeRoot,
-    LockRefusal::networkVolume,      LockRefusal::alreadyLocked,    LockRefusal::insideUnlockedItem,
-    LockRefusal::insideLockedItem,   LockRefusal::tooLarge,         LockRefusal::shortcut,
+    LockRefusal::doesNotExist,   LockRefusal::systemLocation,     LockRefusal::homeFolder,
+    LockRefusal::standardFolder, LockRefusal::libraryFolder,      LockRefusal::application,
+    LockRefusal::tavrineItself,  LockRefusal::volumeRoot,         LockRefusal::networkVolume,
+    LockRefusal::alreadyLocked,  LockRefusal::insideUnlockedItem, LockRefusal::insideLockedItem,
+    LockRefusal::tooLarge,       LockRefusal::shortcut,
 };
 
 /// The refusal's name as it is stored: the name of its case.

@@ -9,10 +9,13 @@ namespace tavrine {
 namespace {
 
 constexpr const char* advice =
-    "Find or unlock them, or choose Forget in the list if they are gone, then try again. Forgetting is safe: Tavrine keeps "
+    "Find or unlock them, or choose Forget in the list if they are gone, then try again. Forgetting is safe: Tavrine "
+    "keeps "
     "your earlier passwords, so a forgotten item still opens if it turns up.";
 
-bool isNeitherLetterNorNumber(std::string_view character) { return !isLetter(character) && !isNumber(character); }
+bool isNeitherLetterNorNumber(std::string_view character) {
+  return !isLetter(character) && !isNumber(character);
+}
 
 /// How many of the four classes (lowercase, uppercase, number, other) have a member among the characters.
 int classesPresent(const std::vector<std::string_view>& all) {
@@ -45,7 +48,8 @@ PasswordRules::Strength PasswordRules::strength(std::string_view password) {
 std::string PasswordRules::stillMigratingMessage(const std::vector<std::string>& names) {
   if (names.empty()) return std::string("Tavrine is still moving some items to your current password. ") + advice;
   constexpr size_t mostNamed = 3;
-  std::vector<std::string> named(names.begin(), names.begin() + static_cast<ptrdiff_t>(std::min(names.size(), mostNamed)));
+  std::vector<std::string> named(names.begin(),
+                                 names.begin() + static_cast<ptrdiff_t>(std::min(names.size(), mostNamed)));
   if (names.size() > mostNamed) named.push_back(std::to_string(names.size() - mostNamed) + " more");
   return "Tavrine is still moving these items to your current password: " + TavrineError::list(named) + ". " + advice;
 }

@@ -8,8 +8,8 @@
 
 namespace tavrine {
 
-/// What makes a new password acceptable, how strong it looks, and how a refused change is worded. Characters are those a reader
-/// perceives (extended grapheme clusters). Keeps no state and no copy of a password.
+/// What makes a new password acceptable, how strong it looks, and how a refused change is worded. Characters are those
+/// a reader perceives (extended grapheme clusters). Keeps no state and no copy of a password.
 class PasswordRules final {
  public:
   PasswordRules() = delete;
@@ -27,8 +27,8 @@ class PasswordRules final {
 
   static Strength strength(std::string_view password);
 
-  /// What is said when a password change is refused because these items still use an older password; of more than three, the first
-  /// three are named.
+  /// What is said when a password change is refused because these items still use an older password; of more than
+  /// three, the first three are named.
   static std::string stillMigratingMessage(const std::vector<std::string>& names);
 };
 

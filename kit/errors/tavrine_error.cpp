@@ -70,23 +70,33 @@ TavrineError::TavrineError(Case kind, Payload payload)
 TavrineError TavrineError::notEnoughSpace(int64_t needed, int64_t available) {
   return TavrineError(Case::notEnoughSpace, Space{needed, available});
 }
-TavrineError TavrineError::inUse(std::vector<std::string> apps) { return TavrineError(Case::inUse, std::move(apps)); }
-TavrineError TavrineError::diskImage(std::string detail) { return TavrineError(Case::diskImage, std::move(detail)); }
-TavrineError TavrineError::copyFailed(std::string detail) { return TavrineError(Case::copyFailed, std::move(detail)); }
+TavrineError TavrineError::inUse(std::vector<std::string> apps) {
+  return TavrineError(Case::inUse, std::move(apps));
+}
+TavrineError TavrineError::diskImage(std::string detail) {
+  return TavrineError(Case::diskImage, std::move(detail));
+}
+TavrineError TavrineError::copyFailed(std::string detail) {
+  return TavrineError(Case::copyFailed, std::move(detail));
+}
 TavrineError TavrineError::verificationFailed(std::vector<TreeMismatch> mismatches) {
   return TavrineError(Case::verificationFailed, std::move(mismatches));
 }
 TavrineError TavrineError::restoreVerificationFailed(std::vector<TreeMismatch> mismatches) {
   return TavrineError(Case::restoreVerificationFailed, std::move(mismatches));
 }
-TavrineError TavrineError::refused(LockRefusal refusal) { return TavrineError(Case::refused, refusal); }
+TavrineError TavrineError::refused(LockRefusal refusal) {
+  return TavrineError(Case::refused, refusal);
+}
 TavrineError TavrineError::lockedButOriginalRemains(std::string name) {
   return TavrineError(Case::lockedButOriginalRemains, std::move(name));
 }
 TavrineError TavrineError::lockedButRemovalUnfinished(std::string name) {
   return TavrineError(Case::lockedButRemovalUnfinished, std::move(name));
 }
-TavrineError TavrineError::stillInICloud(std::string name) { return TavrineError(Case::stillInICloud, std::move(name)); }
+TavrineError TavrineError::stillInICloud(std::string name) {
+  return TavrineError(Case::stillInICloud, std::move(name));
+}
 TavrineError TavrineError::containsUnlockedItem(std::string name) {
   return TavrineError(Case::containsUnlockedItem, std::move(name));
 }
@@ -96,17 +106,33 @@ TavrineError TavrineError::containsMountedDisk(std::string name) {
 TavrineError TavrineError::containsAppleDouble(std::string name) {
   return TavrineError(Case::containsAppleDouble, std::move(name));
 }
-TavrineError TavrineError::finderLocked(std::string name) { return TavrineError(Case::finderLocked, std::move(name)); }
+TavrineError TavrineError::finderLocked(std::string name) {
+  return TavrineError(Case::finderLocked, std::move(name));
+}
 TavrineError TavrineError::containsFinderLocked(std::string name) {
   return TavrineError(Case::containsFinderLocked, std::move(name));
 }
-TavrineError TavrineError::hardLinked(std::string name) { return TavrineError(Case::hardLinked, std::move(name)); }
-TavrineError TavrineError::wrongPassword() { return TavrineError(Case::wrongPassword); }
-TavrineError TavrineError::notLocked() { return TavrineError(Case::notLocked); }
-TavrineError TavrineError::notFound() { return TavrineError(Case::notFound); }
-TavrineError TavrineError::cancelled() { return TavrineError(Case::cancelled); }
-TavrineError TavrineError::needsAllLocked() { return TavrineError(Case::needsAllLocked); }
-TavrineError TavrineError::changedWhileLocking() { return TavrineError(Case::changedWhileLocking); }
+TavrineError TavrineError::hardLinked(std::string name) {
+  return TavrineError(Case::hardLinked, std::move(name));
+}
+TavrineError TavrineError::wrongPassword() {
+  return TavrineError(Case::wrongPassword);
+}
+TavrineError TavrineError::notLocked() {
+  return TavrineError(Case::notLocked);
+}
+TavrineError TavrineError::notFound() {
+  return TavrineError(Case::notFound);
+}
+TavrineError TavrineError::cancelled() {
+  return TavrineError(Case::cancelled);
+}
+TavrineError TavrineError::needsAllLocked() {
+  return TavrineError(Case::needsAllLocked);
+}
+TavrineError TavrineError::changedWhileLocking() {
+  return TavrineError(Case::changedWhileLocking);
+}
 
 std::string TavrineError::composeMessage() const {
   const auto* apps = payload<std::vector<std::string>>();

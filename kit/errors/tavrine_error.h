@@ -12,9 +12,10 @@
 
 namespace tavrine {
 
-/// What an operation tells the user when it cannot do what was asked. It carries the data its message needs and makes the message
-/// itself; callers never compose one. Made by the named operations below, thrown by the engine, equal when case and data are.
-/// Names of items may be any bytes: the data keeps them, the message shows U+FFFD for what is no UTF-8.
+/// What an operation tells the user when it cannot do what was asked. It carries the data its message needs and makes
+/// the message itself; callers never compose one. Made by the named operations below, thrown by the engine, equal when
+/// case and data are. Names of items may be any bytes: the data keeps them, the message shows U+FFFD for what is no
+/// UTF-8.
 class TavrineError final : public std::exception {
  public:
   enum class Case {
@@ -81,7 +82,8 @@ class TavrineError final : public std::exception {
 
   Case kind() const { return kind_; }
 
-  /// The data of the case, by its type: `Space`, the apps, the detail or name, the mismatches, the refusal. Null for another type.
+  /// The data of the case, by its type: `Space`, the apps, the detail or name, the mismatches, the refusal. Null for
+  /// another type.
   template <typename T>
   const T* payload() const {
     return std::get_if<T>(&payload_);
@@ -102,8 +104,8 @@ class TavrineError final : public std::exception {
   bool operator==(const TavrineError& other) const { return kind_ == other.kind_ && payload_ == other.payload_; }
 
  private:
-  using Payload =
-      std::variant<std::monostate, Space, std::vector<std::string>, std::string, std::vector<TreeMismatch>, LockRefusal>;
+  using Payload = std::variant<std::monostate, Space, std::vector<std::string>, std::string, std::vector<TreeMismatch>,
+                               LockRefusal>;
 
   explicit TavrineError(Case kind, Payload payload = {});
 
