@@ -10,7 +10,8 @@ namespace tavrine {
 /// A folder of a test's own below TMPDIR, its links resolved; gone with all it holds when the test ends.
 class TemporaryFolder final {
  public:
-  TemporaryFolder() : path_(std::filesystem::canonical(std::filesystem::temp_directory_path()) / Uuid::random().text()) {
+  TemporaryFolder()
+      : path_(std::filesystem::canonical(std::filesystem::temp_directory_path()) / Uuid::random().text()) {
     std::filesystem::create_directory(path_);
   }
   TemporaryFolder(const TemporaryFolder&) = delete;

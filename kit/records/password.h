@@ -14,8 +14,8 @@ inline void wipe(std::string& text) {
   text.clear();
 }
 
-/// A password, in the exact bytes that open the images: never normalised, compared byte by byte. Each copy is wiped when it ends,
-/// and nothing prints one.
+/// A password, in the exact bytes that open the images: never normalised, compared byte by byte. Each copy is wiped
+/// when it ends, and nothing prints one.
 class Password final {
  public:
   /// Takes the caller's text and wipes what the move leaves of it.

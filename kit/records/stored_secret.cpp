@@ -34,7 +34,9 @@ class SecretJSON final {
   json value_;
 };
 
-Password passwordFrom(const json& value) { return Password(strict_json::text(value)); }
+Password passwordFrom(const json& value) {
+  return Password(strict_json::text(value));
+}
 
 const std::string& encodable(const Password& password) {
   if (!isUtf8(password.text())) throw std::invalid_argument("a password is not UTF-8");
@@ -80,8 +82,11 @@ std::string StoredSecret::json() const {
 StoredSecret StoredSecret::fromJSON(std::string_view text) {
   const SecretJSON record(strict_json::parse(text));
   StoredSecret secret{passwordFrom(strict_json::required(record.value(), "password")),
-                      strict_json::integer(strict_json::required(record.value(), "generation")), std::nullopt, {}};
-  if (const auto* previous = strict_json::optional(record.value(), "previous")) secret.previous = passwordFrom(*previous);
+                      strict_json::integer(strict_json::required(record.value(), "generation")),
+                      std::nullopt,
+                      {}};
+  if (const auto* previous = strict_json::optional(record.value(), "previous"))
+    secret.previous = passwordFrom(*previous);
   if (const auto* history = strict_json::optional(record.value(), "history")) {
     for (std::string& earlier : strict_json::texts(*history)) secret.history.emplace_back(std::move(earlier));
   }

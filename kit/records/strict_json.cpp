@@ -8,19 +8,23 @@ namespace {
 
 using nlohmann::json;
 
-[[noreturn]] void refuse(const std::string& why) { throw UnreadableRecord(why); }
+[[noreturn]] void refuse(const std::string& why) {
+  throw UnreadableRecord(why);
+}
 
 /// Looks at each value while it is read, so that an attack by size or depth ends before it is built.
 class Guard final {
  public:
   bool operator()(int depth, json::parse_event_t event, const json& parsed) {
-    using enum json::parse_event_t;
-    if (depth > mostLevels) refuse("nested too deeply");
-    if (event == object_start) {
+    using Event = json::parse_event_t;
+    // The depth told at a start is that of what is around it.
+    if ((event == Event::object_start || event == Event::array_start) && depth >= mostLevels)
+      refuse("nested too deeply");
+    if (event == Event::object_start) {
       keys_.emplace_back();
-    } else if (event == object_end) {
+    } else if (event == Event::object_end) {
       keys_.pop_back();
-    } else if (event == key && !keys_.back().insert(parsed.get_ref<const std::string&>()).second) {
+    } else if (event == Event::key && !keys_.back().insert(parsed.get_ref<const std::string&>()).second) {
       refuse("a key is given twice");
     }
     return true;
@@ -61,7 +65,8 @@ std::string text(const json& value) {
 }
 
 int64_t integer(const json& value) {
-  if (value.is_number_unsigned() && value.get<uint64_t>() > static_cast<uint64_t>(std::numeric_limits<int64_t>::max())) {
+  if (value.is_number_unsigned() &&
+      value.get<uint64_t>() > static_cast<uint64_t>(std::numeric_limits<int64_t>::max())) {
     refuse("a number is out of range");
   }
   if (!value.is_number_integer()) refuse("a whole number was expected");

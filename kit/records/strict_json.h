@@ -15,15 +15,15 @@ class UnreadableRecord final : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// Reading of JSON that takes nothing for granted: every fault is an `UnreadableRecord`, nothing is converted or guessed. Unknown
-/// keys are left alone.
+/// Reading of JSON that takes nothing for granted: every fault is an `UnreadableRecord`, nothing is converted or
+/// guessed. Unknown keys are left alone.
 namespace strict_json {
 
 /// The deepest nesting accepted; our own records have three levels.
 inline constexpr int mostLevels = 32;
 
-/// The one JSON value that `text` holds. Text behind it, a key given twice in one object, nesting beyond `mostLevels` and anything
-/// that is no UTF-8 are faults.
+/// The one JSON value that `text` holds. Text behind it, a key given twice in one object, nesting beyond `mostLevels`
+/// and anything that is no UTF-8 are faults.
 nlohmann::json parse(std::string_view text);
 
 /// The value of a key that must be there.
