@@ -6,11 +6,21 @@ namespace tavrine {
 namespace {
 
 // The ASCII classes, without a locale's say.
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
-bool isAlpha(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
-bool isHexDigit(char c) { return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'); }
-bool isUnreserved(char c) { return isAlpha(c) || isDigit(c) || std::string_view("-._~").find(c) != std::string_view::npos; }
-bool isSubDelimiter(char c) { return std::string_view("!$&'()*+,;=").find(c) != std::string_view::npos; }
+bool isDigit(char c) {
+  return c >= '0' && c <= '9';
+}
+bool isAlpha(char c) {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+bool isHexDigit(char c) {
+  return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+}
+bool isUnreserved(char c) {
+  return isAlpha(c) || isDigit(c) || std::string_view("-._~").find(c) != std::string_view::npos;
+}
+bool isSubDelimiter(char c) {
+  return std::string_view("!$&'()*+,;=").find(c) != std::string_view::npos;
+}
 
 /// Whether `text` is made of unreserved characters, sub-delimiters, percent sequences and the characters of `more`.
 bool isMadeOf(std::string_view text, std::string_view more) {
@@ -88,7 +98,8 @@ std::optional<URLComponents> URLComponents::split(std::string_view url) {
     components.host = hostOf(authority);
     if (!components.host) return std::nullopt;
   }
-  if (!isScheme(components.scheme) || !isMadeOf(path, ":@/") || !isMadeOf(query, ":@/?") || !isMadeOf(fragment, ":@/?")) {
+  if (!isScheme(components.scheme) || !isMadeOf(path, ":@/") || !isMadeOf(query, ":@/?") ||
+      !isMadeOf(fragment, ":@/?")) {
     return std::nullopt;
   }
   components.queryItems = itemsOf(query);

@@ -18,12 +18,13 @@ struct URLComponents {
   std::optional<std::string_view> host;  ///< nothing where the URL has no "//"
   std::vector<QueryItem> queryItems;     ///< in order; empty items are left out
 
-  /// The components, as slices of `url`. Nothing where a character or a percent sequence stands where the RFC allows none: such a
-  /// URL is refused, never repaired.
+  /// The components, as slices of `url`. Nothing where a character or a percent sequence stands where the RFC allows
+  /// none: such a URL is refused, never repaired.
   static std::optional<URLComponents> split(std::string_view url);
 };
 
-/// `bytes` with every byte but ASCII letters, digits and -._~!$'()*,;:@ written as "%" and two upper-case hexadecimal digits.
+/// `bytes` with every byte but ASCII letters, digits and -._~!$'()*,;:@ written as "%" and two upper-case hexadecimal
+/// digits.
 std::string percentEncoded(std::string_view bytes);
 
 /// The bytes behind an escaped text whose percent sequences are well-formed; "+" stays "+".

@@ -18,13 +18,14 @@ struct FinderMenuEntry {
   bool operator==(const FinderMenuEntry&) const = default;
 };
 
-/// Which entries the file manager shows for a selection. Pure but for resolving the links in the paths of locked items; keeps
-/// nothing.
+/// Which entries the file manager shows for a selection. Pure but for resolving the links in the paths of locked items;
+/// keeps nothing.
 class FinderMenuModel final {
  public:
   FinderMenuModel() = delete;
 
-  /// The entries in the order shown. `unlockedPaths` holds canonical paths; nothing means that it is unknown which are unlocked.
+  /// The entries in the order shown. `unlockedPaths` holds canonical paths; nothing means that it is unknown which are
+  /// unlocked.
   static std::vector<FinderMenuEntry> entries(const std::vector<Path>& selection,
                                               const std::optional<std::set<std::string>>& unlockedPaths);
 };

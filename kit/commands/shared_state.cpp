@@ -68,6 +68,8 @@ std::optional<std::set<std::string>> SharedState::unlockedSet(int64_t currentBoo
   return std::set<std::string>(unlockedPaths.begin(), unlockedPaths.end());
 }
 
-int64_t SharedState::currentBootTime() { return bootTimeSeconds(); }
+int64_t SharedState::currentBootTime() {
+  return bootTimeSeconds();
+}
 
 }  // namespace tavrine

@@ -11,9 +11,9 @@
 
 namespace tavrine {
 
-/// Which locked items are unlocked: what the application tells its file-manager extension, in a small file that both can reach.
-/// Every start of the machine detaches all images, so a record from an earlier boot says nothing. A plain value; its operations
-/// keep nothing in memory, and of several writers the last one wins.
+/// Which locked items are unlocked: what the application tells its file-manager extension, in a small file that both
+/// can reach. Every start of the machine detaches all images, so a record from an earlier boot says nothing. A plain
+/// value; its operations keep nothing in memory, and of several writers the last one wins.
 struct SharedState {
   static constexpr std::string_view groupIdentifier = "Q7R2K9MZ4T.com.orvandel.tavrine";
 
@@ -23,7 +23,8 @@ struct SharedState {
   /// The file both sides use; nothing where the system gives no place for it.
   static std::optional<Path> defaultURL();
 
-  /// The record in `file`; nothing where there is no file, it cannot be read or it does not fit the format. Never throws.
+  /// The record in `file`; nothing where there is no file, it cannot be read or it does not fit the format. Never
+  /// throws.
   static std::optional<SharedState> read(const std::optional<Path>& file);
 
   /// Puts the record in `file`, whole and durable, and creates the folder it is in when missing. Throws

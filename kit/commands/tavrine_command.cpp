@@ -5,6 +5,7 @@
 
 #include "kit/commands/command_url.h"
 #include "kit/errors/tavrine_error.h"
+#include "kit/records/locked_extension.h"
 #include "platform/text.h"
 
 namespace tavrine {
@@ -27,7 +28,9 @@ constexpr std::array<HostWord, 5> hostWords = {{
 
 constexpr std::string_view itemName = "path";
 
-bool takesSeveralPaths(Action action) { return action == Action::lock || action == Action::lockNow; }
+bool takesSeveralPaths(Action action) {
+  return action == Action::lock || action == Action::lockNow;
+}
 
 std::string_view hostWord(Action action) {
   for (const HostWord& host : hostWords) {
@@ -74,11 +77,21 @@ TavrineCommand::TavrineCommand(Action action, std::vector<Path> paths) : action_
   for (Path& path : paths_) path = withoutSlashAtEnd(path);
 }
 
-TavrineCommand TavrineCommand::lock(std::vector<Path> paths) { return {Action::lock, std::move(paths)}; }
-TavrineCommand TavrineCommand::unlock(Path path) { return {Action::unlock, {std::move(path)}}; }
-TavrineCommand TavrineCommand::lockNow(std::vector<Path> paths) { return {Action::lockNow, std::move(paths)}; }
-TavrineCommand TavrineCommand::removeLock(Path path) { return {Action::removeLock, {std::move(path)}}; }
-TavrineCommand TavrineCommand::reveal(Path path) { return {Action::reveal, {std::move(path)}}; }
+TavrineCommand TavrineCommand::lock(std::vector<Path> paths) {
+  return {Action::lock, std::move(paths)};
+}
+TavrineCommand TavrineCommand::unlock(Path path) {
+  return {Action::unlock, {std::move(path)}};
+}
+TavrineCommand TavrineCommand::lockNow(std::vector<Path> paths) {
+  return {Action::lockNow, std::move(paths)};
+}
+TavrineCommand TavrineCommand::removeLock(Path path) {
+  return {Action::removeLock, {std::move(path)}};
+}
+TavrineCommand TavrineCommand::reveal(Path path) {
+  return {Action::reveal, {std::move(path)}};
+}
 
 std::optional<TavrineCommand> TavrineCommand::parse(std::string_view url) {
   const auto components = URLComponents::split(url);

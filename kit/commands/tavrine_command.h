@@ -10,8 +10,8 @@
 
 namespace tavrine {
 
-/// What the file manager, or any other program, asks Tavrine to do: one action and the items it is for, carried as a URL
-/// "tavrine://lock?path=%2Fa&path=%2Fb". Pure logic: it looks at no file. Equal when action and paths are.
+/// What the file manager, or any other program, asks Tavrine to do: one action and the items it is for, carried as a
+/// URL "tavrine://lock?path=%2Fa&path=%2Fb". Pure logic: it looks at no file. Equal when action and paths are.
 class TavrineCommand final {
  public:
   enum class Action { lock, unlock, lockNow, removeLock, reveal };
@@ -27,7 +27,8 @@ class TavrineCommand final {
   static TavrineCommand removeLock(Path path);
   static TavrineCommand reveal(Path path);
 
-  /// The command a URL carries; nothing for a URL that is no well-formed command. Never throws for what the URL holds, never repairs.
+  /// The command a URL carries; nothing for a URL that is no well-formed command. Never throws for what the URL holds,
+  /// never repairs.
   static std::optional<TavrineCommand> parse(std::string_view url);
 
   Action action() const { return action_; }
@@ -38,8 +39,9 @@ class TavrineCommand final {
   /// The URL that `parse` turns back into this command. The bytes of each path are percent-encoded, UTF-8 or not.
   std::string url() const;
 
-  /// Whether the user must approve the command before it runs: `lock` and `lockNow` from anyone but our own programs. `sender` is
-  /// the signing identifier of the program that sent it, nothing when unknown; `testOverride` trusts `testSender` as well.
+  /// Whether the user must approve the command before it runs: `lock` and `lockNow` from anyone but our own programs.
+  /// `sender` is the signing identifier of the program that sent it, nothing when unknown; `testOverride` trusts
+  /// `testSender` as well.
   bool needsConfirmation(const std::optional<std::string>& sender, bool testOverride) const;
 
   /// The question to the user, in UTF-8, with the items' names in it.
@@ -53,8 +55,5 @@ class TavrineCommand final {
   Action action_;
   std::vector<Path> paths_;
 };
-
-/// The extension of a locked item.
-inline constexpr std::string_view lockedExtension = "tavrlock";
 
 }  // namespace tavrine
