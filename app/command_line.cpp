@@ -28,7 +28,9 @@ ExitCode runCommandLine(int argc, char** argv) {
 
   std::vector<std::string> paths;
   CLI::App* menu = app.add_subcommand("menu", "Show the file manager's entries for a selection: title and command URL");
-  menu->add_option("PATH", paths, "Selected files and folders")->required();
+  menu->add_option("PATH", paths, "Selected files and folders")->required()->check([](const std::string& path) {
+    return path.empty() ? "a path is empty" : "";
+  });
 
   try {
     app.parse(argc, argv);

@@ -7,8 +7,8 @@
 
 namespace tavrine {
 
-/// `tavrine menu PATH…`: writes the file manager's entries for the selected items, one per line: title, tab, command URL. Nothing
-/// for a selection that has none.
+/// `tavrine menu PATH…`: writes the file manager's entries for the selected items, one per line: title, tab, command
+/// URL. Nothing for a selection that has none.
 void showMenu(const std::vector<Path>& selection, std::ostream& out);
 
 }  // namespace tavrine

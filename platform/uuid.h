@@ -12,7 +12,8 @@ namespace tavrine {
 /// A 128-bit identifier. A plain value; any thread may use it.
 class Uuid final {
  public:
-  /// A new random identifier (version 4), from the system's source of randomness. Throws `std::system_error` where that fails.
+  /// A new random identifier (version 4), from the system's source of randomness. Throws `std::system_error` where that
+  /// fails.
   static Uuid random();
 
   /// The identifier written as 8-4-4-4-12 hexadecimal digits of either case; nothing for any other text.

@@ -71,11 +71,15 @@ class TemporaryFile final {
   bool kept_ = false;
 };
 
-Path folderOf(const Path& path) { return path.has_parent_path() ? path.parent_path() : Path("."); }
+Path folderOf(const Path& path) {
+  return path.has_parent_path() ? path.parent_path() : Path(".");
+}
 
 }  // namespace
 
-void createDirectories(const Path& directory) { std::filesystem::create_directories(directory); }
+void createDirectories(const Path& directory) {
+  std::filesystem::create_directories(directory);
+}
 
 std::string readFile(const Path& path) {
   // Opening a fifo for reading waits for a writer unless it is opened so.

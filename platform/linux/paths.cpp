@@ -40,7 +40,9 @@ Path withoutSlashAtEnd(const Path& path) {
   return text;
 }
 
-Path standardizedPath(const Path& path) { return withoutSlashAtEnd(path.lexically_normal()); }
+Path standardizedPath(const Path& path) {
+  return withoutSlashAtEnd(path.lexically_normal());
+}
 
 Path realPath(const Path& path) {
   return resolvedAsFarAsPossible(standardizedPath(path).string());

@@ -94,8 +94,8 @@ std::vector<std::string_view> characters(std::string_view text) {
   UErrorCode status = U_ZERO_ERROR;
   const std::unique_ptr<UText, decltype(&utext_close)> source(
       utext_openUTF8(nullptr, text.data(), static_cast<int64_t>(text.size()), &status), &utext_close);
-  const std::unique_ptr<UBreakIterator, decltype(&ubrk_close)> breaks(ubrk_open(UBRK_CHARACTER, "", nullptr, 0, &status),
-                                                                      &ubrk_close);
+  const std::unique_ptr<UBreakIterator, decltype(&ubrk_close)> breaks(
+      ubrk_open(UBRK_CHARACTER, "", nullptr, 0, &status), &ubrk_close);
   ubrk_setUText(breaks.get(), source.get(), &status);
   require(status, "character boundaries");
   std::vector<std::string_view> result;
@@ -107,14 +107,20 @@ std::vector<std::string_view> characters(std::string_view text) {
   return result;
 }
 
-bool isLowercase(std::string_view character) { return hasCase(character, Case::lower); }
+bool isLowercase(std::string_view character) {
+  return hasCase(character, Case::lower);
+}
 
-bool isUppercase(std::string_view character) { return hasCase(character, Case::upper); }
+bool isUppercase(std::string_view character) {
+  return hasCase(character, Case::upper);
+}
 
 bool isNumber(std::string_view character) {
   return u_getIntPropertyValue(firstScalar(character).value, UCHAR_NUMERIC_TYPE) != U_NT_NONE;
 }
 
-bool isLetter(std::string_view character) { return u_hasBinaryProperty(firstScalar(character).value, UCHAR_ALPHABETIC); }
+bool isLetter(std::string_view character) {
+  return u_hasBinaryProperty(firstScalar(character).value, UCHAR_ALPHABETIC);
+}
 
 }  // namespace tavrine

@@ -10,7 +10,9 @@ namespace {
 
 constexpr size_t textLength = 36;
 
-bool isHyphenPlace(size_t place) { return place == 8 || place == 13 || place == 18 || place == 23; }
+bool isHyphenPlace(size_t place) {
+  return place == 8 || place == 13 || place == 18 || place == 23;
+}
 
 std::optional<uint8_t> digitValue(char digit) {
   if (digit >= '0' && digit <= '9') return static_cast<uint8_t>(digit - '0');

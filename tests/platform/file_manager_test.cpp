@@ -1,12 +1,11 @@
 #include "platform/file_manager.h"
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
-#include <csignal>
 #include <filesystem>
 
+#include "tests/full_disk.h"
 #include "tests/temporary_folder.h"
 
 namespace tavrine {
@@ -24,22 +23,6 @@ int entriesOf(const Path& folder) {
   return static_cast<int>(std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
 }
 
-/// Lets this process write no byte beyond `bytes` of any file, as a full disk would.
-class FileSizeLimit final {
- public:
-  explicit FileSizeLimit(rlim_t bytes) {
-    ::getrlimit(RLIMIT_FSIZE, &before_);
-    const rlimit limit{bytes, before_.rlim_max};
-    ::setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  FileSizeLimit(const FileSizeLimit&) = delete;
-  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-  ~FileSizeLimit() { ::setrlimit(RLIMIT_FSIZE, &before_); }
-
- private:
-  rlimit before_{};
-};
-
 TEST(FileManager, ReplacesAFileWholeAndPrivately) {
   const TemporaryFolder folder;
   const Path file = folder / "record";
@@ -55,9 +38,8 @@ TEST(FileManager, AFailedReplacementLeavesTheOldFileAlone) {
   const TemporaryFolder folder;
   const Path file = folder / "record";
   replaceFile(file, "old");
-  ::signal(SIGXFSZ, SIG_IGN);
   {
-    const FileSizeLimit limit(1000);
+    const FullDisk full(1000);
     EXPECT_THROW(replaceFile(file, std::string(2000, 'x')), fs::filesystem_error);
   }
   EXPECT_EQ(readFile(file), "old");

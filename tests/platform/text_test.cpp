@@ -19,7 +19,8 @@ void appendUtf8(std::string& text, unsigned long scalar) {
   } else if (scalar < 0x10000) {
     add(0xE0 | scalar >> 12), add(0x80 | (scalar >> 6 & 0x3F)), add(0x80 | (scalar & 0x3F));
   } else {
-    add(0xF0 | scalar >> 18), add(0x80 | (scalar >> 12 & 0x3F)), add(0x80 | (scalar >> 6 & 0x3F)), add(0x80 | (scalar & 0x3F));
+    add(0xF0 | scalar >> 18), add(0x80 | (scalar >> 12 & 0x3F)), add(0x80 | (scalar >> 6 & 0x3F)),
+        add(0x80 | (scalar & 0x3F));
   }
 }
 
@@ -61,14 +62,22 @@ TEST(Text, ClassesOfCharacters) {
     bool lower, upper, number, letter;
   };
   const Row rows[] = {
-      {"a", true, false, false, true},       {"Z", false, true, false, true},
-      {"7", false, false, true, false},      {"٣", false, false, true, false},
-      {"½", false, false, true, false},      {"Ⅷ", false, true, true, true},
-      {"一", false, false, true, true},      {"ß", true, false, false, true},
-      {"ǅ", false, false, false, true},      {"ש", false, false, false, true},
-      {"é", true, false, false, true},      {"É", false, true, false, true},
-      {" ", false, false, false, false},     {"😀", false, false, false, false},
-      {"👩‍👩‍👧", false, false, false, false}, {"\xFF", false, false, false, false},
+      {"a", true, false, false, true},
+      {"Z", false, true, false, true},
+      {"7", false, false, true, false},
+      {"٣", false, false, true, false},
+      {"½", false, false, true, false},
+      {"Ⅷ", false, true, true, true},
+      {"一", false, false, true, true},
+      {"ß", true, false, false, true},
+      {"ǅ", false, false, false, true},
+      {"ש", false, false, false, true},
+      {"é", true, false, false, true},
+      {"É", false, true, false, true},
+      {" ", false, false, false, false},
+      {"😀", false, false, false, false},
+      {"👩‍👩‍👧", false, false, false, false},
+      {"\xFF", false, false, false, false},
   };
   for (const Row& row : rows) {
     EXPECT_EQ(isLowercase(row.character), row.lower) << row.character;
@@ -86,7 +95,7 @@ TEST(Text, RepairsEachLongestIllFormedSequenceOnce) {
   const Row rows[] = {
       {"Grüße", "Grüße"},
       {"a\xFFz", "a\uFFFDz"},
-      {"\xE2\x82", "\uFFFD"},                  // cut in the middle of a character
+      {"\xE2\x82", "\uFFFD"},  // cut in the middle of a character
       {"\xF0\x9F\x98z", "\uFFFDz"},
       {"\xC0\xAF", "\uFFFD\uFFFD"},            // overlong
       {"\xED\xA0\x80", "\uFFFD\uFFFD\uFFFD"},  // half of a surrogate pair
