@@ -11,8 +11,8 @@ namespace tavrine {
 /// When the machine was started, in whole seconds since 1970-01-01 UTC; 0 where the kernel does not tell.
 int64_t bootTimeSeconds();
 
-/// The folder that the programs of one maker share, 0700, created when missing. Nothing where it cannot be had: no home folder,
-/// not creatable, owned by another user, or writable by others.
+/// The folder that the programs of one maker share, 0700, created when missing. Nothing where it cannot be had: no home
+/// folder, not creatable, owned by another user, or writable by others.
 std::optional<Path> groupContainer(std::string_view groupIdentifier);
 
 /// Overwrites memory that held a secret, in a way the compiler may not leave out.

@@ -13,7 +13,8 @@
 namespace tavrine {
 namespace {
 
-/// The value of a variable that names a folder; a relative one is to be ignored, says the desktop's base directory rule.
+/// The value of a variable that names a folder; a relative one is to be ignored, says the desktop's base directory
+/// rule.
 std::optional<Path> folderVariable(const char* name) {
   const char* value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe): the programs set no variables
   if (value == nullptr || value[0] != '/') return std::nullopt;
@@ -25,7 +26,8 @@ std::optional<Path> homeFolder() {
   std::vector<char> buffer(16 * 1024);
   struct passwd entry {};
   struct passwd* found = nullptr;
-  if (::getpwuid_r(::geteuid(), &entry, buffer.data(), buffer.size(), &found) != 0 || found == nullptr) return std::nullopt;
+  if (::getpwuid_r(::geteuid(), &entry, buffer.data(), buffer.size(), &found) != 0 || found == nullptr)
+    return std::nullopt;
   return Path(entry.pw_dir);
 }
 
@@ -65,6 +67,8 @@ std::optional<Path> groupContainer(std::string_view groupIdentifier) {
   return container;
 }
 
-void wipeMemory(void* memory, size_t size) { ::explicit_bzero(memory, size); }
+void wipeMemory(void* memory, size_t size) {
+  ::explicit_bzero(memory, size);
+}
 
 }  // namespace tavrine
