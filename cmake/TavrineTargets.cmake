@@ -29,12 +29,16 @@ function(tavrine_library name)
   target_link_libraries(${name} PUBLIC tavrine_flags ${LIB_DEPENDS} PRIVATE ${LIB_PRIVATE_DEPENDS})
 endfunction()
 
+# All that a user runs, without the tests.
+add_custom_target(programs)
+
 # tavrine_program(NAME SOURCES … DEPENDS …): a program that the kit starts; it lands where `toolPath` looks.
 function(tavrine_program name)
   cmake_parse_arguments(PROGRAM "" "" "SOURCES;DEPENDS" ${ARGN})
   add_executable(${name} ${PROGRAM_SOURCES})
   target_link_libraries(${name} PRIVATE tavrine_flags ${PROGRAM_DEPENDS})
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${TAVRINE_LIBEXEC_DIR})
+  add_dependencies(programs ${name})
   install(TARGETS ${name} RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/tavrine)
 endfunction()
 

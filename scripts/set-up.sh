@@ -1,3 +1,4 @@
+# shellcheck shell=sh
 # Sourced by ./run and ./test: brings a Debian 12 machine to where it can build Tavrine.
 # The packages are named in scripts/packages/, one file per purpose.
 
@@ -32,7 +33,7 @@ set_up() {
   $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $missing >/dev/null
 }
 
-# build PRESET: configures and builds build/PRESET; says nothing while all is well and nothing changed.
+# build PRESET TARGET: configures build/PRESET, saying nothing while all is well, and builds the target there.
 build() {
   log=$(mktemp)
   if cmake --preset "$1" >"$log" 2>&1; then
@@ -42,5 +43,5 @@ build() {
     rm -f "$log"
     exit 1
   fi
-  cmake --build --preset "$1"
+  cmake --build --preset "$1" --target "$2"
 }
