@@ -92,7 +92,7 @@ std::string readFile(const Path& path) {
   }
   std::string content;
   for (;;) {
-    constexpr size_t chunk = 64 * 1024;
+    constexpr size_t chunk = 65536;
     const size_t length = content.size();
     content.resize(length + chunk);
     const ssize_t count = ::read(file.get(), content.data() + length, chunk);

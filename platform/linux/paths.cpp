@@ -53,7 +53,7 @@ std::string canonicalPath(const Path& path) {
 }
 
 std::string lastComponent(const Path& path) {
-  const std::string text = withoutSlashAtEnd(path).string();
+  std::string text = withoutSlashAtEnd(path).string();
   const size_t slash = text.rfind('/');
   if (slash == std::string::npos || text.size() == 1) return text;
   return text.substr(slash + 1);

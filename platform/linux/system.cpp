@@ -23,7 +23,7 @@ std::optional<Path> folderVariable(const char* name) {
 
 std::optional<Path> homeFolder() {
   if (auto home = folderVariable("HOME")) return home;
-  std::vector<char> buffer(16 * 1024);
+  std::vector<char> buffer(16384);
   struct passwd entry {};
   struct passwd* found = nullptr;
   if (::getpwuid_r(::geteuid(), &entry, buffer.data(), buffer.size(), &found) != 0 || found == nullptr)
@@ -65,6 +65,17 @@ std::optional<Path> groupContainer(std::string_view groupIdentifier) {
   (void)::mkdir(container.c_str(), S_IRWXU);
   if (!isPrivateFolder(container)) return std::nullopt;
   return container;
+}
+
+Path toolPath(std::string_view name) {
+  std::error_code error;  // what is not found is missing, whatever the reason
+  const Path program = std::filesystem::read_symlink("/proc/self/exe", error);
+  const Path above = program.parent_path().parent_path();
+  const auto toolBelow = [name](const Path& folder) { return folder / "libexec" / "tavrine" / name; };
+  for (const Path& folder : {above, above.parent_path()}) {
+    if (std::filesystem::is_regular_file(toolBelow(folder), error)) return toolBelow(folder);
+  }
+  return toolBelow(above);
 }
 
 void wipeMemory(void* memory, size_t size) {
