@@ -6,6 +6,6 @@ namespace tavrine {
 
 /// Parses the arguments, runs the one command they name, shows what it did and returns how it ended. Every error ends
 /// here as one line on standard error.
-ExitCode runCommandLine(int argc, char** argv);
+ExitCode runCommandLine(int argc, const char* const* argv);
 
 }  // namespace tavrine

@@ -23,8 +23,8 @@ class CommandLine : public testing::Test {
 
   ExitCode run(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), "tavrine");
-    std::vector<char*> argv;
-    for (std::string& argument : arguments) argv.push_back(argument.data());
+    std::vector<const char*> argv;
+    for (const std::string& argument : arguments) argv.push_back(argument.c_str());
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
     const ExitCode code = runCommandLine(static_cast<int>(argv.size()), argv.data());
@@ -48,15 +48,24 @@ TEST_F(CommandLine, MenuShowsTheEntriesOfASelection) {
   EXPECT_EQ(out_, "") << "a mixed selection has no entries";
 }
 
-TEST_F(CommandLine, MenuTakesNamesThatLookLikeOptionsAndAnyBytes) {
-  EXPECT_EQ(run({"menu", "--", "--help", "\xFF"}), ExitCode::done);
+TEST_F(CommandLine, MenuTakesEveryName) {
   const Path here = fs::current_path();
-  EXPECT_EQ(out_, "Lock with Tavrine\t" + TavrineCommand::lock({here / "--help", here / "\xFF"}).url() + "\n");
+  EXPECT_EQ(run({"menu", "[a,b]", "[]", "[c]", "a b", "--", "--help", "--", "\xFF"}), ExitCode::done);
+  EXPECT_EQ(out_, "Lock with Tavrine\t" +
+                      TavrineCommand::lock({here / "[a,b]", here / "[]", here / "[c]", here / "a b", here / "--help",
+                                            here / "--", here / "\xFF"})
+                          .url() +
+                      "\n");
 }
 
 TEST_F(CommandLine, WrongUsageIsToldOnStandardError) {
-  for (const std::vector<std::string>& arguments :
-       {std::vector<std::string>{}, {"menu"}, {"menu", "--nonsense", "/a"}, {"nonsense"}, {"menu", ""}}) {
+  for (const std::vector<std::string>& arguments : {std::vector<std::string>{},
+                                                    {"menu"},
+                                                    {"menu", "--nonsense", "/a"},
+                                                    {"nonsense"},
+                                                    {"menu", ""},
+                                                    {"menu", "--"},
+                                                    {"menu", "a", "--", ""}}) {
     EXPECT_EQ(run(arguments), ExitCode::wrongUsage);
     EXPECT_EQ(out_, "");
     EXPECT_NE(error_, "");
