@@ -1,5 +1,6 @@
 #include "kit/commands/tavrine_command.h"
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -101,6 +102,12 @@ std::optional<TavrineCommand> TavrineCommand::parse(std::string_view url) {
   const auto action = actionOf(*components->host);
   if (!action || (!takesSeveralPaths(*action) && paths.size() != 1)) return std::nullopt;
   return TavrineCommand(*action, std::move(paths));
+}
+
+bool TavrineCommand::operator==(const TavrineCommand& other) const {
+  return action_ == other.action_ &&
+         std::equal(paths_.begin(), paths_.end(), other.paths_.begin(), other.paths_.end(),
+                    [](const Path& one, const Path& two) { return one.native() == two.native(); });
 }
 
 std::string TavrineCommand::url() const {

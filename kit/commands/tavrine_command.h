@@ -47,7 +47,8 @@ class TavrineCommand final {
   /// The question to the user, in UTF-8, with the items' names in it.
   std::string confirmationQuestion() const;
 
-  bool operator==(const TavrineCommand&) const = default;
+  /// Paths are compared as text: "/a//b" is not "/a/b".
+  bool operator==(const TavrineCommand& other) const;
 
  private:
   TavrineCommand(Action action, std::vector<Path> paths);

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "kit/errors/tavrine_error.h"
+#include "platform/text.h"
 
 namespace tavrine {
 
@@ -31,12 +32,12 @@ std::optional<std::string> Activity::passwordChangeRefusal() const {
 
 std::string Activity::passwordChangeRefusal(const std::vector<std::string>& descriptions) {
   if (descriptions.empty()) return "Wait until Tavrine finishes, then try again.";
-  return "Wait until Tavrine finishes " + TavrineError::list(descriptions) + ", then try again.";
+  return "Wait until Tavrine finishes " + repairedUtf8(TavrineError::list(descriptions)) + ", then try again.";
 }
 
 std::string Activity::quitQuestion(const std::vector<std::string>& descriptions) {
   if (descriptions.empty()) return "Tavrine is still working. Quit when it finishes?";
-  return "Tavrine is still " + TavrineError::list(descriptions) + ". Quit when it finishes?";
+  return "Tavrine is still " + repairedUtf8(TavrineError::list(descriptions)) + ". Quit when it finishes?";
 }
 
 }  // namespace tavrine

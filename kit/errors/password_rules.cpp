@@ -10,8 +10,7 @@ namespace {
 
 constexpr const char* advice =
     "Find or unlock them, or choose Forget in the list if they are gone, then try again. Forgetting is safe: Tavrine "
-    "keeps "
-    "your earlier passwords, so a forgotten item still opens if it turns up.";
+    "keeps your earlier passwords, so a forgotten item still opens if it turns up.";
 
 bool isNeitherLetterNorNumber(std::string_view character) {
   return !isLetter(character) && !isNumber(character);
@@ -51,7 +50,8 @@ std::string PasswordRules::stillMigratingMessage(const std::vector<std::string>&
   std::vector<std::string> named(names.begin(),
                                  names.begin() + static_cast<ptrdiff_t>(std::min(names.size(), mostNamed)));
   if (names.size() > mostNamed) named.push_back(std::to_string(names.size() - mostNamed) + " more");
-  return "Tavrine is still moving these items to your current password: " + TavrineError::list(named) + ". " + advice;
+  return "Tavrine is still moving these items to your current password: " + repairedUtf8(TavrineError::list(named)) +
+         ". " + advice;
 }
 
 }  // namespace tavrine

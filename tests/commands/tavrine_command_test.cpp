@@ -57,47 +57,37 @@ TEST(TavrineCommand, ParsesWhatOtherProgramsMayWrite) {
 }
 
 TEST(TavrineCommand, RefusesWhatIsNoCommand) {
-  const std::string urls[] = {
-      "",
-      "tavrine",
-      "tavrine:",
-      "tavrine://",
-      "tavrine://lock",
-      "tavrine://lock?",
-      "tavrine://lock?path",
-      "tavrine://lock?path=",
-      "tavrine://lock?path=relative",
-      "tavrine://lock?p%61th=%2Fa",
-      "TAVRINE://lock?path=%2Fa",
-      "tavrine://Lock?path=%2Fa",
-      "tavrine://?path=%2Fa",
-      "tavrine:lock?path=%2Fa",
-      "tavrine:/lock?path=%2Fa",
-      "other://lock?path=%2Fa",
-      "://lock?path=%2Fa",
-      "//lock?path=%2Fa",
-      "tavrine://lock-later?path=%2Fa",
-      "tavrine://unlock?path=%2Fa&path=%2Fb",
-      "tavrine://remove-lock?path=%2Fa&path=%2Fa",
-      "tavrine://reveal?path=a",
-      // Not split into components: a character or percent sequence where none may stand.
-      "tavrine://lock?path=%2Fa&path=%",
-      "tavrine://lock?path=%2Fa%2",
-      "tavrine://lock?path=%2Fa%GG",
-      "tavrine://lock?path=%2Fa&x=%zz",
-      "tavrine://lock?path=%2Fa b",
-      "tavrine://lock?path=%2Fa\n",
-      " tavrine://lock?path=%2Fa",
-      "tavrine://lock?path=%2Fé",
-      "tavrine://lock?path=%2Fa[1]",
-      "tavrine://lock?path=%2Fa#%",
-      "tavrine://lock/%?path=%2Fa",
-      "tavrine://a@b@lock?path=%2Fa",
-      "tavrine://lock:x?path=%2Fa",
-      "tavrine://[lock]?path=%2Fa",
-      std::string("tavrine://lock?path=%2Fa\0", 25),
-  };
-  for (const std::string& url : urls) EXPECT_EQ(TavrineCommand::parse(url), std::nullopt) << url;
+  const std::string wellFormed[] = {"",
+                                    "tavrine",
+                                    "tavrine:",
+                                    "tavrine://",
+                                    "tavrine://lock",
+                                    "tavrine://lock?",
+                                    "tavrine://lock?path",
+                                    "tavrine://lock?path=",
+                                    "tavrine://lock?path=relative",
+                                    "tavrine://lock?p%61th=%2Fa",
+                                    "TAVRINE://lock?path=%2Fa",
+                                    "tavrine://Lock?path=%2Fa",
+                                    "tavrine://?path=%2Fa",
+                                    "tavrine:lock?path=%2Fa",
+                                    "tavrine:/lock?path=%2Fa",
+                                    "other://lock?path=%2Fa",
+                                    "://lock?path=%2Fa",
+                                    "//lock?path=%2Fa",
+                                    "tavrine://lock-later?path=%2Fa",
+                                    "tavrine://unlock?path=%2Fa&path=%2Fb",
+                                    "tavrine://remove-lock?path=%2Fa&path=%2Fa",
+                                    "tavrine://reveal?path=a"};
+  // Not split into components: a character or percent sequence where none may stand.
+  const std::string malformed[] = {
+      "tavrine://lock?path=%2Fa&path=%", "tavrine://lock?path=%2Fa%2", "tavrine://lock?path=%2Fa%GG",
+      "tavrine://lock?path=%2Fa&x=%zz",  "tavrine://lock?path=%2Fa b", "tavrine://lock?path=%2Fa\n",
+      " tavrine://lock?path=%2Fa",       "tavrine://lock?path=%2Fé",   "tavrine://lock?path=%2Fa[1]",
+      "tavrine://lock?path=%2Fa#%",      "tavrine://lock/%?path=%2Fa", "tavrine://a@b@lock?path=%2Fa",
+      "tavrine://lock:x?path=%2Fa",      "tavrine://[lock]?path=%2Fa", std::string("tavrine://lock?path=%2Fa\0", 25)};
+  for (const std::string& url : wellFormed) EXPECT_EQ(TavrineCommand::parse(url), std::nullopt) << url;
+  for (const std::string& url : malformed) EXPECT_EQ(TavrineCommand::parse(url), std::nullopt) << url;
 }
 
 TEST(TavrineCommand, OnlyLockingUnaskedNeedsConfirmation) {

@@ -46,6 +46,7 @@ TEST(Activity, TheQuitQuestionNamesTheWork) {
   EXPECT_EQ(Activity::quitQuestion({}), "Tavrine is still working. Quit when it finishes?");
   EXPECT_EQ(Activity::quitQuestion({"locking Taxes"}), "Tavrine is still locking Taxes. Quit when it finishes?");
   EXPECT_EQ(Activity::quitQuestion({"A", "A"}), "Tavrine is still A and A. Quit when it finishes?");
+  EXPECT_EQ(Activity::quitQuestion({"\xFF"}), "Tavrine is still \uFFFD. Quit when it finishes?");
 }
 
 TEST(IdlePolicy, LocksWhenTheChosenMinutesAreOver) {

@@ -7,8 +7,7 @@ namespace {
 
 constexpr const char* advice =
     "Find or unlock them, or choose Forget in the list if they are gone, then try again. Forgetting is safe: Tavrine "
-    "keeps "
-    "your earlier passwords, so a forgotten item still opens if it turns up.";
+    "keeps your earlier passwords, so a forgotten item still opens if it turns up.";
 
 std::string repeated(const std::string& text, int times) {
   std::string result;
@@ -65,7 +64,7 @@ TEST(PasswordRules, NamesTheItemsThatAreBehind) {
   const std::string these = "Tavrine is still moving these items to your current password: ";
   const Row rows[] = {
       {{}, "Tavrine is still moving some items to your current password. "},
-      {{"A"}, these + "A. "},
+      {{"\xFF"}, these + "\uFFFD. "},
       {{"A", "B", "C"}, these + "A, B and C. "},
       {{"A", "B", "C", "D"}, these + "A, B, C and 1 more. "},
       {{"A", "B", "C", "D", "E"}, these + "A, B, C and 2 more. "},
