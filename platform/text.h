@@ -12,8 +12,8 @@ bool isUtf8(std::string_view bytes);
 /// `bytes` as text that can be shown: each longest ill-formed sequence becomes one U+FFFD, the rest stays as it is.
 std::string repairedUtf8(std::string_view bytes);
 
-/// The characters that a reader perceives (extended grapheme clusters), in order, as slices of `text`. Nothing of
-/// `text` is copied. An ill-formed sequence counts as U+FFFD.
+/// The characters that a reader perceives (extended grapheme clusters), in order, as slices of `text`. Leaves no copy
+/// of `text` behind. An ill-formed sequence counts as U+FFFD.
 std::vector<std::string_view> characters(std::string_view text);
 
 /// The class of one character as `characters` gives it. A character of one scalar is judged by its Unicode properties;

@@ -33,7 +33,8 @@ struct StoredSecret {
   /// no UTF-8, which JSON cannot hold: nothing is replaced.
   std::string json() const;
 
-  /// The record of that text. Throws `UnreadableRecord`, whose text holds nothing of the content.
+  /// The record of that text. Throws `UnreadableRecord`, whose text holds nothing of the content. The JSON library's
+  /// own short-lived buffers are not wiped.
   static StoredSecret fromJSON(std::string_view text);
 
   bool operator==(const StoredSecret&) const = default;

@@ -73,11 +73,15 @@ int64_t integer(const json& value) {
   return value.get<int64_t>();
 }
 
-std::vector<std::string> texts(const json& value) {
+const json& list(const json& value) {
   if (!value.is_array()) refuse("a list was expected");
+  return value;
+}
+
+std::vector<std::string> texts(const json& value) {
   std::vector<std::string> result;
   result.reserve(value.size());
-  for (const json& element : value) result.push_back(text(element));
+  for (const json& element : list(value)) result.push_back(text(element));
   return result;
 }
 

@@ -4,11 +4,13 @@
 #include <unicode/stringpiece.h>
 #include <unicode/ubrk.h>
 #include <unicode/uchar.h>
-#include <unicode/utext.h>
+#include <unicode/utf16.h>
 #include <unicode/utf8.h>
 
 #include <memory>
 #include <stdexcept>
+
+#include "platform/system.h"
 
 namespace tavrine {
 namespace {
@@ -39,6 +41,46 @@ FirstScalar firstScalar(std::string_view character) {
   const UChar32 scalar = nextScalar(character, offset);
   return {scalar < 0 ? 0xfffd : scalar, offset == character.size()};
 }
+
+/// A text in the form that the boundary rules read, and where each unit comes from. Wiped when it ends: the text may be
+/// a password.
+class UTF16Copy final {
+ public:
+  explicit UTF16Copy(std::string_view text) {
+    // At most one unit a byte: nothing is left behind by growing.
+    units_.reserve(text.size());
+    offsets_.reserve(text.size() + 1);
+    size_t offset = 0;
+    while (offset < text.size()) {
+      const size_t start = offset;
+      const UChar32 scalar = nextScalar(text, offset);
+      append(scalar < 0 ? 0xfffd : scalar, start);
+    }
+    offsets_.push_back(text.size());
+  }
+  UTF16Copy(const UTF16Copy&) = delete;
+  UTF16Copy& operator=(const UTF16Copy&) = delete;
+  ~UTF16Copy() { wipeMemory(units_.data(), units_.size() * sizeof(UChar)); }
+
+  const UChar* units() const { return units_.data(); }
+  int32_t length() const { return static_cast<int32_t>(units_.size()); }
+
+  /// Where the unit begins in the text, in bytes; the text's size for the place behind the last unit.
+  size_t offset(int32_t unit) const { return offsets_.at(static_cast<size_t>(unit)); }
+
+ private:
+  void append(UChar32 scalar, size_t start) {
+    if (U16_LENGTH(scalar) == 2) {
+      units_.push_back(U16_LEAD(scalar));
+      offsets_.push_back(start);
+    }
+    units_.push_back(U16_LENGTH(scalar) == 2 ? U16_TRAIL(scalar) : static_cast<UChar>(scalar));
+    offsets_.push_back(start);
+  }
+
+  std::vector<UChar> units_;
+  std::vector<size_t> offsets_;
+};
 
 enum class Case { lower, upper };
 
@@ -91,17 +133,16 @@ std::string repairedUtf8(std::string_view bytes) {
 }
 
 std::vector<std::string_view> characters(std::string_view text) {
+  const UTF16Copy copy(text);
   UErrorCode status = U_ZERO_ERROR;
-  const std::unique_ptr<UText, decltype(&utext_close)> source(
-      utext_openUTF8(nullptr, text.data(), static_cast<int64_t>(text.size()), &status), &utext_close);
   const std::unique_ptr<UBreakIterator, decltype(&ubrk_close)> breaks(
-      ubrk_open(UBRK_CHARACTER, "", nullptr, 0, &status), &ubrk_close);
-  ubrk_setUText(breaks.get(), source.get(), &status);
+      ubrk_open(UBRK_CHARACTER, "", copy.units(), copy.length(), &status), &ubrk_close);
   require(status, "character boundaries");
   std::vector<std::string_view> result;
-  int32_t start = ubrk_first(breaks.get());
-  for (int32_t end = ubrk_next(breaks.get()); end != UBRK_DONE; end = ubrk_next(breaks.get())) {
-    result.push_back(text.substr(static_cast<size_t>(start), static_cast<size_t>(end - start)));
+  size_t start = 0;
+  for (int32_t next = ubrk_next(breaks.get()); next != UBRK_DONE; next = ubrk_next(breaks.get())) {
+    const size_t end = copy.offset(next);
+    result.push_back(text.substr(start, end - start));
     start = end;
   }
   return result;

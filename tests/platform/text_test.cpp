@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 
@@ -10,18 +11,8 @@ namespace {
 
 constexpr const char* breakTestFile = "/usr/share/unicode/auxiliary/GraphemeBreakTest.txt";
 
-void appendUtf8(std::string& text, unsigned long scalar) {
-  const auto add = [&text](unsigned long byte) { text += static_cast<char>(byte); };
-  if (scalar < 0x80) {
-    add(scalar);
-  } else if (scalar < 0x800) {
-    add(0xC0 | scalar >> 6), add(0x80 | (scalar & 0x3F));
-  } else if (scalar < 0x10000) {
-    add(0xE0 | scalar >> 12), add(0x80 | (scalar >> 6 & 0x3F)), add(0x80 | (scalar & 0x3F));
-  } else {
-    add(0xF0 | scalar >> 18), add(0x80 | (scalar >> 12 & 0x3F)), add(0x80 | (scalar >> 6 & 0x3F)),
-        add(0x80 | (scalar & 0x3F));
-  }
+std::string utf8(char32_t scalar) {
+  return std::filesystem::path(std::u32string(1, scalar)).string();
 }
 
 /// One line of the official test, "÷ 0020 × 0308 ÷ 0020 ÷": the characters it asks for.
@@ -35,7 +26,7 @@ std::vector<std::string> expectedCharacters(const std::string& line) {
       continue;
     }
     if (startsNew) expected.emplace_back();
-    appendUtf8(expected.back(), std::stoul(word, nullptr, 16));
+    expected.back() += utf8(static_cast<char32_t>(std::stoul(word, nullptr, 16)));
   }
   return expected;
 }

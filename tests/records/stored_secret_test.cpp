@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <limits>
+#include <new>
 #include <stdexcept>
 
 #include "kit/records/strict_json.h"
@@ -53,8 +55,8 @@ TEST(StoredSecret, TheLastGenerationIsNotExceeded) {
 }
 
 TEST(StoredSecret, ItsJSONComesBackAndLeavesOutWhatIsAbsent) {
-  EXPECT_EQ(first().json(), R"({"generation":1,"history":[],"password":"a"})");
-  const StoredSecret all{pw("p\"\\/\n😀"), -3, pw(""), {pw("x"), pw("")}};
+  EXPECT_EQ(first().json(), R"({"password":"a","generation":1,"history":[]})");
+  const StoredSecret all{pw("p\"\\/\n\x1f\x7f😀"), -3, pw(""), {pw("x"), pw("")}};
   EXPECT_EQ(StoredSecret::fromJSON(all.json()), all);
   EXPECT_EQ(StoredSecret::fromJSON(R"({"password":"a","generation":1,"more":{}})"), first());
   EXPECT_THROW(StoredSecret({pw("\xFF"), 1, std::nullopt, {}}).json(), std::invalid_argument);
@@ -83,6 +85,14 @@ TEST(Password, WipesWhatItTakesAndLeaves) {
   const Password two = std::move(one);
   EXPECT_EQ(two.text(), "short");
   EXPECT_EQ(std::string(one.text().data(), 5), std::string(5, '\0'));  // NOLINT(bugprone-use-after-move)
+}
+
+TEST(Password, IsWipedWhenItEnds) {
+  alignas(Password) std::array<char, sizeof(Password)> memory{};
+  auto* password = new (memory.data()) Password(std::string("short"));
+  EXPECT_NE(std::string_view(memory.data(), memory.size()).find("short"), std::string_view::npos);
+  password->~Password();
+  EXPECT_EQ(std::string_view(memory.data(), memory.size()).find("short"), std::string_view::npos);
 }
 
 }  // namespace
