@@ -1,9 +1,12 @@
 #include "platform/paths.h"
 
+#include <algorithm>
 #include <cstdlib>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <string_view>
+#include <vector>
 
 namespace tavrine {
 namespace {
@@ -14,14 +17,26 @@ std::optional<std::string> resolved(const std::string& path) {
   return std::string(text.get());
 }
 
+/// Where `path` has slashes behind its first character: its leading parts end there.
+std::vector<size_t> partEnds(const std::string& path) {
+  std::vector<size_t> ends;
+  for (size_t slash = path.find('/', 1); slash != std::string::npos; slash = path.find('/', slash + 1)) {
+    ends.push_back(slash);
+  }
+  return ends;
+}
+
 /// `path` with its longest leading part that resolves replaced by what it resolves to, then standardised.
 Path resolvedAsFarAsPossible(const std::string& path) {
   if (const auto whole = resolved(path)) return *whole;
-  for (size_t slash = path.rfind('/'); slash != std::string::npos && slash > 0; slash = path.rfind('/', slash - 1)) {
-    // Joined as text: a rest that begins with a second slash would replace the ancestor if joined as a path.
-    if (const auto ancestor = resolved(path.substr(0, slash))) return standardizedPath(*ancestor + path.substr(slash));
-  }
-  return standardizedPath(path);
+  const std::vector<size_t> ends = partEnds(path);
+  // Where a part resolves, every shorter one does, so the longest is found by halving.
+  const auto resolves = [&path](size_t end) { return resolved(path.substr(0, end)).has_value(); };
+  const auto beyond = std::partition_point(ends.begin(), ends.end(), resolves);
+  if (beyond == ends.begin()) return standardizedPath(path);
+  const size_t end = *std::prev(beyond);
+  // Joined as text: a rest that begins with a second slash would replace the ancestor if joined as a path.
+  return standardizedPath(resolved(path.substr(0, end)).value_or(path.substr(0, end)) + path.substr(end));
 }
 
 /// The name's length up to the dot of its extension; npos where it has none.

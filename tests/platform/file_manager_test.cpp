@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <filesystem>
+#include <fstream>
 
 #include "tests/full_disk.h"
 #include "tests/temporary_folder.h"
@@ -59,6 +60,9 @@ TEST(FileManager, ReadsRegularFilesOnlyAndNeverWaits) {
   for (const Path& path : {folder / "fifo", folder / "missing", folder.path()}) {
     EXPECT_THROW(readFile(path), fs::filesystem_error) << path;
   }
+  std::ofstream(folder / "huge").close();
+  fs::resize_file(folder / "huge", 100'000'000'000);
+  EXPECT_THROW(readFile(folder / "huge"), fs::filesystem_error) << "it would fill the memory";
   const std::string large(1'000'000, 'x');
   replaceFile(folder / "large", large);
   EXPECT_EQ(readFile(folder / "large"), large);
