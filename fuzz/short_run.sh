@@ -23,7 +23,6 @@ cmake --build "$build_dir" --target "$fuzzer"
 mkdir "$probe/corpus"
 cp "$source_dir/fuzz/corpus/$fuzzer"/* "$probe/corpus"
 "$build_dir/fuzz/$fuzzer" -max_total_time="$seconds" -timeout=10 -max_len=4096 -dict="$source_dir/fuzz/fuzzer.dict" \
-  -artifact_prefix="$build_dir/$fuzzer-" -print_final_stats=1 "$probe/corpus" 2>&1 | tail -n 20 >"$probe/out" && status=0 || status=$?
-cat "$probe/out"
-grep -q 'stat::number_of_executed_units' "$probe/out" || exit 1
+  -artifact_prefix="$build_dir/$fuzzer-" -print_final_stats=1 "$probe/corpus" >"$probe/out" 2>&1 && status=0 || status=$?
+tail -n 60 "$probe/out"
 exit "$status"

@@ -23,14 +23,19 @@ set_up() {
   elif command -v sudo >/dev/null 2>&1; then
     as_root="sudo"
   else
-    echo "Some packages are missing. As root, run this once, then try again:" >&2
-    echo "  apt-get update && apt-get install -y --no-install-recommends $missing" >&2
-    exit 1
+    say_how_to_install
   fi
   echo "Installing missing packages: $missing"
-  $as_root apt-get update -qq
   # shellcheck disable=SC2086  # both are word lists
-  $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $missing >/dev/null
+  $as_root apt-get update -qq &&
+    $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $missing >/dev/null ||
+    say_how_to_install
+}
+
+say_how_to_install() {
+  echo "Some packages are missing. As root, run this once, then try again:" >&2
+  echo "  apt-get update && apt-get install -y --no-install-recommends $missing" >&2
+  exit 1
 }
 
 # build PRESET TARGET: configures build/PRESET, saying nothing while all is well, and builds the target there.

@@ -42,11 +42,11 @@ std::vector<std::string> upwardIncludes(const SourceFile& file, const Layers& la
   std::vector<std::string> found;
   const auto layer = layerOf(file.path, layers);
   if (!layer) return found;
-  static const std::regex include("^\\s*#\\s*include\\s+\"([^\"]+)\".*");
+  static const std::regex include("^\\s*#\\s*include\\s+(?:\"([^\"]+)\"|<((?:app|finder|kit|platform)/[^>]+)>).*");
   for (const std::string& line : file.lines()) {
     std::smatch match;
     if (!std::regex_match(line, match, include)) continue;
-    const auto target = layerOf(match[1], layers);
+    const auto target = layerOf(match[1].matched ? match[1] : match[2], layers);
     if (!target || (*target != *layer && !layers.at(*layer).contains(*target)))
       found.push_back(file.path + ": " + line);
   }
@@ -66,22 +66,23 @@ TEST(Layers, NoFileIncludesFromAHigherLayer) {
 TEST(Layers, EverySourceFolderIsALayer) {
   const Layers layers = layersOf(projectFile("ARCHITECTURE.md"));
   for (const SourceFile& file : sourceTree()) {
-    const bool isForTests = std::regex_match(file.path, std::regex("(tests|fuzz|bench)/.*"));
-    EXPECT_TRUE(isForTests || layerOf(file.path, layers)) << file.path;
+    EXPECT_TRUE(file.isForTests() || layerOf(file.path, layers)) << file.path;
   }
 }
 
 TEST(Layers, TheGateClosesOnAnUpwardInclude) {
-  const Layers layers = layersOf("```layers\nfloor:\nfloor/inner: floor\nmiddle: floor\ntop: middle floor\n```");
+  const Layers layers =
+      layersOf("```layers\nfloor:\nfloor/inner: floor\nmiddle: floor\ntop: middle floor\nkit:\napp: kit\n```");
   const auto violations = [&layers](const std::string& path, const std::string& include) {
-    return upwardIncludes({path, "// \"top/c.h\"\n#include \"" + include + "\"\n"}, layers).size();
+    return upwardIncludes({path, "// \"top/c.h\"\n#include " + include + "\n"}, layers).size();
   };
-  EXPECT_EQ(violations("top/a.cpp", "floor/b.h"), 0u);
-  EXPECT_EQ(violations("middle/a.cpp", "middle/b.h"), 0u);
-  EXPECT_EQ(violations("middle/a.cpp", "top/b.h"), 1u);
-  EXPECT_EQ(violations("floor/a.h", "middle/b.h"), 1u);
-  EXPECT_EQ(violations("middle/a.cpp", "floor/inner/b.h"), 1u) << "an inner folder is a layer of its own";
-  EXPECT_EQ(violations("middle/a.cpp", "b.h"), 1u) << "not by its full path";
+  EXPECT_EQ(violations("top/a.cpp", "\"floor/b.h\""), 0u);
+  EXPECT_EQ(violations("middle/a.cpp", "\"middle/b.h\""), 0u);
+  EXPECT_EQ(violations("middle/a.cpp", "\"top/b.h\""), 1u);
+  EXPECT_EQ(violations("floor/a.h", "\"middle/b.h\""), 1u);
+  EXPECT_EQ(violations("middle/a.cpp", "\"floor/inner/b.h\""), 1u) << "an inner folder is a layer of its own";
+  EXPECT_EQ(violations("kit/a.cpp", "<app/b.h>"), 1u) << "in angle brackets";
+  EXPECT_EQ(violations("middle/a.cpp", "\"b.h\""), 1u) << "not by its full path";
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "tests/gates/source_tree.h"
 
+#include <set>
 #include <sstream>
 
 #include "platform/file_manager.h"
@@ -24,12 +25,16 @@ std::vector<std::string> SourceFile::lines() const {
   return result;
 }
 
+bool SourceFile::isForTests() const {
+  return path.starts_with("tests/") || path.starts_with("fuzz/") || path.starts_with("bench/");
+}
+
 std::vector<SourceFile> sourceTree() {
   std::vector<SourceFile> files;
   for (fs::recursive_directory_iterator entry(root), end; entry != end; ++entry) {
     if (entry->is_directory() && isForeign(entry->path())) entry.disable_recursion_pending();
-    const std::string extension = entry->path().extension();
-    if (!entry->is_regular_file() || (extension != ".h" && extension != ".cpp")) continue;
+    static const std::set<std::string> extensions = {".h", ".hh", ".hpp", ".c", ".cc", ".cpp", ".cxx"};
+    if (!entry->is_regular_file() || !extensions.contains(entry->path().extension())) continue;
     files.push_back({entry->path().lexically_relative(root), readFile(entry->path())});
   }
   return files;

@@ -12,6 +12,7 @@ struct SourceFile {
   std::string text;
 
   std::vector<std::string> lines() const;
+  bool isForTests() const;  ///< the layers do not bind it
 };
 
 /// The project's C++ files, without what a build made.
