@@ -22,7 +22,8 @@ cmake -S "$source_dir" -B "$build_dir" -G Ninja -DTAVRINE_FUZZ=ON -DCMAKE_CXX_CO
 cmake --build "$build_dir" --target "$fuzzer"
 mkdir "$probe/corpus"
 cp "$source_dir/fuzz/corpus/$fuzzer"/* "$probe/corpus"
+# A crash must not exit by the number that means skipped, as it would by itself.
 "$build_dir/fuzz/$fuzzer" -max_total_time="$seconds" -timeout=10 -max_len=4096 -dict="$source_dir/fuzz/fuzzer.dict" \
-  -artifact_prefix="$build_dir/$fuzzer-" -print_final_stats=1 "$probe/corpus" >"$probe/out" 2>&1 && status=0 || status=$?
+  -artifact_prefix="$build_dir/$fuzzer-" -error_exitcode=1 -print_final_stats=1 "$probe/corpus" >"$probe/out" 2>&1 && status=0 || status=$?
 tail -n 60 "$probe/out"
 exit "$status"
