@@ -15,6 +15,11 @@ int64_t bootTimeSeconds();
 /// folder, not creatable, owned by another user, or writable by others.
 std::optional<Path> groupContainer(std::string_view groupIdentifier);
 
+/// The program `name` of those that Tavrine brings along and starts: in "libexec/tavrine" of the folder above the one
+/// that the running program is in, or of the next one above (a build's test programs lie one folder deeper). Where it
+/// is in neither, the first place, so that starting it tells what is missing.
+Path toolPath(std::string_view name);
+
 /// Overwrites memory that held a secret, in a way the compiler may not leave out.
 void wipeMemory(void* memory, size_t size);
 

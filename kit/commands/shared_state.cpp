@@ -2,9 +2,9 @@
 
 #include <filesystem>
 
-#include "kit/records/path_text.h"
 #include "kit/records/strict_json.h"
 #include "platform/file_manager.h"
+#include "platform/path_text.h"
 #include "platform/system.h"
 
 namespace tavrine {

@@ -1,6 +1,6 @@
 #include "platform/system.h"
 
-#include <pwd.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -8,28 +8,12 @@
 #include <cstring>
 #include <fstream>
 #include <string>
-#include <vector>
+
+#include "platform/linux/file_descriptor.h"
+#include "platform/linux/user_folders.h"
 
 namespace tavrine {
 namespace {
-
-/// The value of a variable that names a folder; a relative one is to be ignored, says the desktop's base directory
-/// rule.
-std::optional<Path> folderVariable(const char* name) {
-  const char* value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe): the programs set no variables
-  if (value == nullptr || value[0] != '/') return std::nullopt;
-  return Path(value);
-}
-
-std::optional<Path> homeFolder() {
-  if (auto home = folderVariable("HOME")) return home;
-  std::vector<char> buffer(16384);
-  struct passwd entry {};
-  struct passwd* found = nullptr;
-  if (::getpwuid_r(::geteuid(), &entry, buffer.data(), buffer.size(), &found) != 0 || found == nullptr)
-    return std::nullopt;
-  return Path(entry.pw_dir);
-}
 
 std::optional<Path> stateFolder() {
   if (auto folder = folderVariable("XDG_STATE_HOME")) return folder;
@@ -38,10 +22,13 @@ std::optional<Path> stateFolder() {
   return *home / ".local" / "state";
 }
 
-bool isPrivateFolder(const Path& folder) {
+/// Makes `folder` 0700; false where it is no folder, of another user, or others could have written there.
+bool makePrivate(const Path& folder) {
+  const FileDescriptor file(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   struct stat status {};
-  return ::stat(folder.c_str(), &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == ::geteuid() &&
-         (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+  if (!file.isOpen() || ::fstat(file.get(), &status) != 0) return false;
+  if (status.st_uid != ::geteuid() || (status.st_mode & (S_IWGRP | S_IWOTH)) != 0) return false;
+  return (status.st_mode & 07777) == S_IRWXU || ::fchmod(file.get(), S_IRWXU) == 0;
 }
 
 }  // namespace
@@ -63,7 +50,7 @@ std::optional<Path> groupContainer(std::string_view groupIdentifier) {
   const Path container = *state / groupIdentifier;
   // A container that is there already, or cannot be made, shows in the check.
   (void)::mkdir(container.c_str(), S_IRWXU);
-  if (!isPrivateFolder(container)) return std::nullopt;
+  if (!makePrivate(container)) return std::nullopt;
   return container;
 }
 

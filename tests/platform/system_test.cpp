@@ -27,6 +27,9 @@ TEST(System, TheGroupContainerIsPrivateOrNotUsed) {
   const auto container = groupContainer("TEAM.group");
   ASSERT_EQ(container, folder / "state/TEAM.group");
   EXPECT_EQ(fs::status(*container).permissions(), fs::perms::owner_all);
+  fs::permissions(*container, fs::perms(0755));
+  ASSERT_EQ(groupContainer("TEAM.group"), container);
+  EXPECT_EQ(fs::status(*container).permissions(), fs::perms::owner_all);
   fs::permissions(*container, fs::perms(0777));
   EXPECT_EQ(groupContainer("TEAM.group"), std::nullopt) << "anyone could have written there";
   ::setenv("XDG_STATE_HOME", "relative", 1);

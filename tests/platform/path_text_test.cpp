@@ -1,4 +1,4 @@
-#include "kit/records/path_text.h"
+#include "platform/path_text.h"
 
 #include <gtest/gtest.h>
 
