@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "kit/records/password.h"
+#include "platform/password.h"
 
 namespace tavrine {
 

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "kit/records/password.h"
+#include "platform/password.h"
 #include "kit/tools/open_files.h"
 #include "kit/tools/process_runner.h"
 #include "platform/paths.h"

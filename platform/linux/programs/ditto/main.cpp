@@ -1,6 +1,4 @@
-#include <sys/prctl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <csignal>
 #include <cstdio>
@@ -8,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/linux/programs/die_with_parent.h"
 #include "platform/linux/programs/ditto/messages.h"
 #include "platform/linux/programs/ditto/tree_copy.h"
 #include "platform/paths.h"
@@ -28,12 +27,6 @@ is there already is an error.
 Each thing that could not be copied gives one line "ditto: PATH: reason" and the exit code 1; the rest is copied all the same.
 A file that changes meanwhile is an error too.
 )";
-
-/// Ends this program when the one that started it ends, in whatever way. False when that has happened already.
-bool endsWithParent() {
-  const pid_t parent = ::getppid();
-  return ::prctl(PR_SET_PDEATHSIG, SIGKILL) == 0 && ::getppid() == parent;
-}
 
 /// SIGTERM ends the program even where the one that started it had ignored or blocked it. A file size limit is an error
 /// like others.
@@ -73,7 +66,7 @@ int run(std::vector<std::string_view> arguments) {
 }  // namespace tavrine
 
 int main(int argc, char** argv) {
-  if (!tavrine::endsWithParent()) return 1;
+  tavrine::dieWithParent();
   tavrine::setSignals();
   (void)::umask(0);  // every mode is given in full
   try {

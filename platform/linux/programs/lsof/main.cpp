@@ -1,10 +1,8 @@
 /// lsof: tells which processes hold files open at or below a path.
 
-#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <cstdio>
 #include <optional>
 #include <stdexcept>
@@ -13,6 +11,7 @@
 #include <system_error>
 #include <vector>
 
+#include "platform/linux/programs/die_with_parent.h"
 #include "platform/linux/programs/lsof/process_scan.h"
 
 namespace tavrine {
@@ -67,12 +66,6 @@ Request parsed(const std::vector<std::string>& arguments) {
   if (next + 1 != arguments.size() || arguments[next].empty()) throw std::invalid_argument("one PATH is needed");
   request.path = arguments[next];
   return request;
-}
-
-void dieWithParent() {
-  const pid_t parent = ::getppid();
-  // A parent that ended before the call sends no signal any more; it shows in that we have another one then.
-  if (::prctl(PR_SET_PDEATHSIG, SIGKILL) != 0 || ::getppid() != parent) ::_exit(1);
 }
 
 /// Whether what is written to standard error arrives between the lines of the answer.
