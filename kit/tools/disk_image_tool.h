@@ -6,9 +6,9 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/password.h"
 #include "kit/tools/open_files.h"
 #include "kit/tools/process_runner.h"
+#include "platform/password.h"
 #include "platform/paths.h"
 
 namespace tavrine {

@@ -66,7 +66,7 @@ Path toolPath(std::string_view name) {
 }
 
 void wipeMemory(void* memory, size_t size) {
-  ::explicit_bzero(memory, size);
+  if (size > 0) ::explicit_bzero(memory, size);  // nothing may be at no address
 }
 
 }  // namespace tavrine
