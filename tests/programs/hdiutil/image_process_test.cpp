@@ -243,6 +243,9 @@ TEST_F(ImageProcess, AVolumeBoundElsewhereIsClosedThereToo) {
     GTEST_SKIP() << "mounting is not allowed: " << std::strerror(errno);
   }
   EXPECT_EQ(attached(), (std::vector<Attachment>{{image_, bound}, {image_, mountPoint_}}));
+  FileDescriptor used(::open(bound.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(detach(mountPoint_).status, 16) << "in use there, and still to be found";
+  EXPECT_TRUE(used.close());
   detachImage();
   EXPECT_TRUE(nothingIsLeft());
 }

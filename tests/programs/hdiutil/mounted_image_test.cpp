@@ -158,6 +158,39 @@ TEST_F(MountedImage, AHungServerIsEndedByForce) {
   expectImageIsSound();
 }
 
+TEST_F(MountedImage, AHungServerThatNobodyUsesIsEndedByForce) {
+  attachImage();
+  ::kill(processes("gocryptfs").front(), SIGSTOP);
+  EXPECT_DONE(forceDetach(mountPoint_));
+  EXPECT_TRUE(nothingIsLeft());
+  expectImageIsSound();
+}
+
+TEST_F(MountedImage, ADetachCutShortCanBeFinished) {
+  for (int milliseconds = 0; milliseconds < 150; milliseconds += 10) {
+    attachImage();
+    const FileDescriptor used(::open(mountPoint_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    ToolRun run(tool(), {"detach", mountPoint_, "-quiet", "-force"}, "");
+    run.waitAtMost(milliseconds);
+    run.cutShort();
+    if (run.result().status == 0) continue;
+    (void)forceDetach(mountPoint_);  // it fails where nothing was left to finish
+    EXPECT_TRUE(nothingIsLeft());
+  }
+  expectImageIsSound();
+}
+
+TEST_F(MountedImage, OneOfTwoAttachesAtOnceGetsTheFolder) {
+  const Path other = makeImage("other");
+  for (int i = 0; i < 5; ++i) {
+    ToolRun one(tool(), {"attach", "-stdinpass", "-mountpoint", mountPoint_, image_}, "secret");
+    ToolRun two(tool(), {"attach", "-stdinpass", "-mountpoint", mountPoint_, other}, "secret");
+    EXPECT_EQ((one.result().status == 0) + (two.result().status == 0), 1);
+    EXPECT_EQ(attached().size(), 1u);
+    detachImage();
+  }
+}
+
 TEST_F(MountedImage, ADeadServerIsListedAndDetached) {
   struct Row {
     std::vector<std::string> killed;

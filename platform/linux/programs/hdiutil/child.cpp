@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 
 #include <cerrno>
@@ -43,9 +44,20 @@ bool placeDescriptors(const std::vector<int>& descriptors) {
   return ::close_range(static_cast<unsigned>(descriptors.size()), ~0U, 0) == 0;
 }
 
+/// What the starter may use of files and processor time is not what all users of a volume may.
+void liftLimits() {
+  for (const auto resource : {RLIMIT_FSIZE, RLIMIT_CPU}) {
+    rlimit limit{};
+    if (::getrlimit(resource, &limit) != 0) continue;
+    limit.rlim_cur = limit.rlim_max;
+    (void)::setrlimit(resource, &limit);  // up to the hard limit it is allowed
+  }
+}
+
 void arrangeLife(Launch::Life life, pid_t starter) {
   if (life == Launch::Life::ofItsOwn) {
     (void)::setsid();  // a fresh child leads no group, so it cannot fail
+    liftLimits();
     if (::chdir("/") != 0) ::_exit(notRun);
     return;
   }

@@ -1,4 +1,4 @@
-#include <fcntl.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <filesystem>
@@ -15,23 +15,32 @@ namespace {
 /// An image that is gone again unless it was finished.
 class NewImage final {
  public:
-  explicit NewImage(Path path) : path_(std::move(path)) { makeBundle(path_); }
+  explicit NewImage(Path path) : path_(std::move(path)) {
+    makeBundleFolder(path_);
+    (void)::lstat(path_.c_str(), &made_);  // were it gone already, there would be nothing to remove
+  }
   NewImage(const NewImage&) = delete;
   NewImage& operator=(const NewImage&) = delete;
   ~NewImage() {
+    struct stat now {};
+    // Only what was made here: the name may have been given to something else.
+    if (isFinished_ || ::lstat(path_.c_str(), &now) != 0) return;
+    if (now.st_dev != made_.st_dev || now.st_ino != made_.st_ino) return;
     std::error_code ignored;  // the error that brought us here is the one to report
-    if (!finished_) std::filesystem::remove_all(path_, ignored);
+    std::filesystem::remove_all(path_, ignored);
   }
 
   void fill(const Password& password) {
+    describeBundle(path_);
     const ImageBundle bundle(path_);
     makeVolume(bundle.descriptor(), password);
-    finished_ = true;
+    isFinished_ = true;
   }
 
  private:
-  Path path_;
-  bool finished_ = false;
+  const Path path_;
+  struct stat made_ {};
+  bool isFinished_ = false;
 };
 
 }  // namespace

@@ -58,6 +58,7 @@ void copyKeyFile(int bundleFolder) {
   const std::string key = readKeyFile(bundleFolder);
   const FileDescriptor copy(
       ::openat(bundleFolder, bundle::newKeyFile, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
+  errno = copy.isOpen() ? ENOSPC : errno;  // what a write that was cut short does not set
   if (!copy.isOpen() || ::write(copy.get(), key.data(), key.size()) != static_cast<ssize_t>(key.size())) {
     throw ToolError::system("cannot write the new key file");
   }
@@ -98,8 +99,8 @@ void changeVolumePassword(int bundleFolder, const Password& from, const Password
   // The file system's own way of replacing its key file does not sync the folder, and its temporary file may be in its
   // own way after it was cut short. It gets a copy to work on.
   removeUnfinishedKeyFiles(bundleFolder);
-  copyKeyFile(bundleFolder);
   try {
+    copyKeyFile(bundleFolder);
     std::vector<std::string> command = {program, "-passwd", "-q"};
     appendPlaces(command, bundle::newKeyFile);
     const Password lines(from.text() + "\n" + to.text() + "\n");

@@ -18,7 +18,7 @@ constexpr size_t longestPassword = 2048;
 /// Throws `ToolError` for a password that no image can have, saying why: it is given as one line.
 void requireUsable(const Password& password);
 
-/// Makes the empty volume and its key in the folder `makeBundle` has made.
+/// Makes the empty volume and its key in a new image.
 void makeVolume(int bundleFolder, const Password& password);
 
 /// Opens the key with `from` and writes it for `to`. It is on disk on return; cut short at any moment, one of the two

@@ -69,8 +69,11 @@ void requireKnownFormat(int folder) {
 
 }  // namespace
 
-void makeBundle(const Path& path) {
+void makeBundleFolder(const Path& path) {
   makePrivateFolder(path);
+}
+
+void describeBundle(const Path& path) {
   makePrivateFolder(path / bundle::contents);
   const std::string identifier = Uuid::random().text();
   replaceFile(path / bundle::description, plistDocument(plistDictionary({{formatKey, plistText(format)},

@@ -13,9 +13,12 @@ constexpr const char* newKeyFile = "gocryptfs.conf.new";  ///< only while the pa
 constexpr const char* contents = "data";                  ///< the encrypted file system
 }  // namespace bundle
 
-/// Makes the folders and the description of a new image at `path`, all of it this user's alone. What lies at `path`
-/// already is an error and stays as it is. Throws `ToolError`.
-void makeBundle(const Path& path);
+/// Makes the folder of a new image, this user's alone. What lies at `path` already is an error and stays as it is.
+/// Throws `ToolError`.
+void makeBundleFolder(const Path& path);
+
+/// Makes the description and the folder for the contents in it.
+void describeBundle(const Path& path);
 
 /// An image's folder, opened once and from then on used through that descriptor alone, so that renaming it or a folder
 /// above it does no harm. Held against every other user of the image for as long as this object, or a process that got

@@ -1,5 +1,6 @@
 #include "platform/linux/programs/hdiutil/image_guard.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/inotify.h>
@@ -12,7 +13,9 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <memory>
 #include <optional>
+#include <string_view>
 
 #include "platform/linux/programs/hdiutil/gocryptfs.h"
 #include "platform/linux/programs/hdiutil/image_bundle.h"
@@ -200,13 +203,37 @@ class Guard final {
 }  // namespace
 
 void attachGuarded(const GuardLaunch& launch) {
-  const StartedGuard guard = startGuard(launch);
+  StartedGuard guard = startGuard(launch);
   const auto answer = receiveMessage(guard.line);
-  if (answer == volumeCame && sendMessage(guard.line, acknowledged)) return;
+  // What came into the folder while the volume was on its way would be hidden by it.
+  const bool hidesNothing = isEmptyFolder(launch.mountFolder);
+  if (answer == volumeCame && hidesNothing && sendMessage(guard.line, acknowledged)) return;
+  (void)guard.line.close();
   (void)waitForChild(guard.pid);  // it holds the image until it has tidied up
+  if (!hidesNothing) throw ToolError("the mount point is not empty");
   if (answer && answer != volumeCame) throw ToolError(*answer);
   takeBackAsAttacher(launch);
   throw ToolError("the process that looks after the image has died");
+}
+
+namespace {
+
+struct CloseStream {
+  void operator()(DIR* stream) const { (void)::closedir(stream); }  // it was only read
+};
+
+}  // namespace
+
+bool isEmptyFolder(int folder) {
+  // Through the descriptor and not by its path, which may show something else by now.
+  const int again = ::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  const std::unique_ptr<DIR, CloseStream> entries(again < 0 ? nullptr : ::fdopendir(again));
+  if (!entries) throw ToolError::system("the mount point cannot be used");
+  const dirent* entry = nullptr;
+  do {
+    entry = ::readdir(entries.get());  // NOLINT(concurrency-mt-unsafe): the stream is ours alone
+  } while (entry != nullptr && (std::string_view(entry->d_name) == "." || std::string_view(entry->d_name) == ".."));
+  return entry == nullptr;
 }
 
 int runGuard(const std::vector<std::string>& words) {

@@ -13,7 +13,8 @@ namespace tavrine {
 /// volume, the guard takes the volume away again. It never signals a server whose attach was acknowledged.
 struct GuardLaunch {
   int bundleFolder;
-  int password;  ///< a pipe that holds it
+  int password;     ///< a pipe that holds it
+  int mountFolder;  ///< the mount point's own folder, which the volume will hide
   std::string token;
   Path mountPoint;
   bool readOnly = false;
@@ -25,6 +26,9 @@ void attachGuarded(const GuardLaunch& launch);
 
 /// The verb that makes this program a guard. It is for `attachGuarded` only.
 constexpr const char* guardVerb = "serve";
+
+/// Whether the open folder has no entries.
+bool isEmptyFolder(int folder);
 
 /// The guard itself: what this program does with all its words when the first is that verb. Returns its exit code.
 int runGuard(const std::vector<std::string>& words);

@@ -49,7 +49,7 @@ int run(const std::vector<std::string>& words) {
   } catch (const ToolError& error) {
     return report(failed + error.what(), error.status());
   } catch (const std::system_error& error) {
-    return report(failed + error.what());
+    return report(failed + error.code().message());
   }
 }
 

@@ -41,6 +41,10 @@ bool ProcessHandle::hasEnded(milliseconds limit) const {
   return ::poll(&watched, 1, static_cast<int>(limit.count())) == 1;
 }
 
+FileDescriptor ProcessHandle::descriptor(int number) const {
+  return FileDescriptor(static_cast<int>(::syscall(SYS_pidfd_getfd, handle_.get(), number, 0)));
+}
+
 void ProcessHandle::kill() const {
   send(SIGKILL);
 }

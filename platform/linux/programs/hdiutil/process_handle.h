@@ -19,6 +19,9 @@ class ProcessHandle final {
   /// Whether the process has ended, waiting for it up to `limit`.
   bool hasEnded(std::chrono::milliseconds limit) const;
 
+  /// A copy of one of the process's descriptors; not open where the system does not give it.
+  FileDescriptor descriptor(int number) const;
+
   void kill() const;
 
   /// Ends the process at once, but not inside a system call, so that no disk write is cut off in its middle.

@@ -21,12 +21,16 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 constexpr std::string_view tokenStart = "tavrine-";
+constexpr int imageDescriptorNumber = 3;
 constexpr const char* imageDescriptor = "fd/3";
 constexpr const char* removedMark = " (deleted)";  // what the kernel puts behind the path of a folder that is gone
 
+bool isToken(std::string_view text) {
+  return text.starts_with(tokenStart) && Uuid::parse(text.substr(tokenStart.size()));
+}
+
 std::optional<ServedVolume> servedVolume(const Mount& mount) {
-  if (mount.type != volumeType || !mount.source.starts_with(tokenStart)) return std::nullopt;
-  if (!Uuid::parse(std::string_view(mount.source).substr(tokenStart.size()))) return std::nullopt;
+  if (mount.type != volumeType || !isToken(mount.source)) return std::nullopt;
   const std::string owner = mount.superOption("user_id");
   ServedVolume volume{mount.source, mount.mountPoint, 0};
   if (std::from_chars(owner.data(), owner.data() + owner.size(), volume.owner).ec != std::errc()) return std::nullopt;
@@ -52,6 +56,22 @@ std::string commandLine(pid_t pid) {
 bool isOwnedBy(pid_t pid, uid_t owner) {
   struct stat status {};
   return ::stat(processFolder(pid).c_str(), &status) == 0 && status.st_uid == owner;
+}
+
+/// Resolved but for its last part: what is mounted there may be dead, and is not asked.
+Path asKernelNames(const Path& mountPoint) {
+  return Path(canonicalPath(mountPoint.parent_path())) / mountPoint.filename();
+}
+
+/// The words of a command line, each with a NUL behind it.
+std::vector<std::string> wordsOf(const std::string& command) {
+  std::vector<std::string> words;
+  for (size_t start = 0; start < command.size();) {
+    const size_t end = std::min(command.find('\0', start), command.size());
+    words.push_back(command.substr(start, end - start));
+    start = end + 1;
+  }
+  return words;
 }
 
 std::vector<pid_t> allProcesses() {
@@ -82,11 +102,28 @@ std::vector<ServedVolume> servedVolumes() {
 }
 
 std::optional<ServedVolume> servedVolumeAt(const Path& mountPoint) {
-  const Path wanted = Path(canonicalPath(mountPoint.parent_path())) / mountPoint.filename();
+  const Path wanted = asKernelNames(mountPoint);
   const std::vector<Mount> mounts = mountTable();
   const auto top =
       std::find_if(mounts.rbegin(), mounts.rend(), [&](const Mount& mount) { return mount.mountPoint == wanted; });
   return top == mounts.rend() ? std::nullopt : servedVolume(*top);
+}
+
+std::optional<ServedVolume> unseenVolumeOf(const Path& mountPoint) {
+  const Path wanted = asKernelNames(mountPoint);
+  for (const pid_t pid : allProcesses()) {
+    const std::string command = commandLine(pid);
+    const std::vector<std::string> words = wordsOf(command);
+    constexpr size_t tokenPlace = 2;
+    if (words.size() <= tokenPlace || words.back() != wanted.string() || !isToken(words[tokenPlace])) continue;
+    struct stat status {};
+    if (::stat(processFolder(pid).c_str(), &status) != 0) continue;
+    const ServedVolume volume{words[tokenPlace], wanted, status.st_uid};
+    const bool isServing =
+        command.starts_with(serverCommandStart(volume.token)) || command.starts_with(guardCommandStart(volume.token));
+    if (isServing && isOurs(volume)) return volume;
+  }
+  return std::nullopt;
 }
 
 std::optional<ServedVolume> servedVolumeOf(const std::string& token) {
@@ -116,6 +153,9 @@ ServingProcesses::ServingProcesses(const ServedVolume& volume) {
 
 FileDescriptor ServingProcesses::openImage() const {
   for (const Process& process : processes_) {
+    // The very descriptor that was opened at the attach has not missed a failed write since; one opened anew may have.
+    FileDescriptor held = process.handle.descriptor(imageDescriptorNumber);
+    if (held.isOpen()) return held;
     const Path path = processFolder(process.handle.pid()) / imageDescriptor;
     FileDescriptor image(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (image.isOpen()) return image;

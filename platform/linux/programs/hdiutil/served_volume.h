@@ -31,6 +31,9 @@ std::vector<ServedVolume> servedVolumes();
 /// its server may be dead.
 std::optional<ServedVolume> servedVolumeAt(const Path& mountPoint);
 
+/// A volume that is no longer to be seen although processes still serve it, by the mount point it was attached at.
+std::optional<ServedVolume> unseenVolumeOf(const Path& mountPoint);
+
 /// The volume of an attach, where it is now; nothing once it is unmounted.
 std::optional<ServedVolume> servedVolumeOf(const std::string& token);
 
