@@ -51,8 +51,12 @@ std::string_view copyAttributes(const OpenItem& from, const OpenItem& to, const 
 }
 
 bool isChanged(const struct stat& before, const struct stat& after) {
-  return before.st_size != after.st_size || before.st_mtim.tv_sec != after.st_mtim.tv_sec ||
-         before.st_mtim.tv_nsec != after.st_mtim.tv_nsec;
+  const auto differ = [](const timespec& one, const timespec& other) {
+    return one.tv_sec != other.tv_sec || one.tv_nsec != other.tv_nsec;
+  };
+  if (before.st_size != after.st_size || differ(before.st_mtim, after.st_mtim)) return true;
+  // A folder's own attributes are read last; a file's have been read by now.
+  return !S_ISDIR(before.st_mode) && differ(before.st_ctim, after.st_ctim);
 }
 
 }  // namespace tavrine

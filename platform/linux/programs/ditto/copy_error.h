@@ -28,6 +28,7 @@ class CopyError final : public std::exception {
  private:
   Side side_;
   int code_ = 0;
+  bool isOwnAffair_ = false;
   std::string reason_;
 };
 

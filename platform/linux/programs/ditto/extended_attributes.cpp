@@ -22,12 +22,12 @@ bool isAccessControlList(std::string_view name) {
   return name == accessList || name == defaultList;
 }
 
+/// Every attribute but those that the system itself gives to the copy.
 bool isOrdinary(std::string_view name) {
-  constexpr std::array<std::string_view, 3> kept = {"user.", "trusted.", "security."};
   constexpr std::array<std::string_view, 5> givenBySystem = {"security.selinux", "security.SMACK64",
                                                              "security.apparmor", "security.ima", "security.evm"};
   const auto begins = [name](std::string_view prefix) { return name.starts_with(prefix); };
-  return std::ranges::any_of(kept, begins) && std::ranges::none_of(givenBySystem, begins);
+  return !isAccessControlList(name) && std::ranges::none_of(givenBySystem, begins);
 }
 
 /// What a call of the kind "fill this buffer, return the length" gives; nothing with errno set where it fails.
