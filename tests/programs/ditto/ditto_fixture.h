@@ -1,56 +1,60 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
+#include <unistd.h>
 
-#include <memory>
-#include <set>
+#include <filesystem>
 #include <string>
+#include <utility>
+#include <vector>
 
-#include "tests/programs/ditto/program.h"
+#include "kit/tools/process_runner.h"
+#include "platform/system.h"
 #include "tests/temporary_folder.h"
 
 namespace tavrine {
 
-/// A test of the built program, with a source to fill and a place for its copy.
+/// How a script ended, and all that was printed.
+using Outcome = std::pair<int, std::string>;
+
+/// A folder with a folder "source" in it. Shell scripts run in it, in which "$0" is our copier; whatever else they need
+/// is in their text.
 class DittoFixture : public testing::Test {
  protected:
-  using Path = std::filesystem::path;
+  /// Prints what differs between "source" and "copy": contents and everything they carry.
+  static constexpr const char* judge =
+      "rsync -aHAXn --checksum --modify-window=-1 --itemize-changes --delete source/ copy/";
+  static inline const Outcome success = {0, ""};
 
-  DittoFixture();
-  ~DittoFixture() override;
+  DittoFixture() { std::filesystem::create_directory(folder_ / "source"); }
 
-  static Outcome ditto(const Path& from, const Path& to, const Program::Preparation& prepare = {});
-  Outcome ditto(const Program::Preparation& prepare = {}) const { return ditto(source, copy, prepare); }
+  // Not left to the standard library, which opens a file for every level of a deep tree.
+  ~DittoFixture() override { EXPECT_EQ(shell("rm -rf source copy"), success); }
 
-  /// What the judge says is different between two folders: contents and everything they carry. Empty when nothing is.
-  static std::string differences(const Path& one, const Path& other);
-  std::string differences() const { return differences(source, copy); }
+  Outcome shell(const std::string& script) const { return run({}, script); }
 
-  static std::multiset<std::string> linesOf(const std::string& text);
-  static void write(const Path& file, const std::string& text);
-  static std::string textOf(const Path& file);
-  static struct stat statusOf(const Path& item);
-  static mode_t modeOf(const Path& item) { return statusOf(item).st_mode & 07777; }
-  static void setTimes(const Path& item, time_t seconds, long nanoseconds);
-  static void setAttribute(const Path& item, const std::string& name, const std::string& value);
-  static void setAccessList(const Path& item, const std::string& entries);
-  static void giveToOrdinaryUser(const Path& item);
-  static bool isRoot();
+  /// Runs the script as an ordinary user.
+  Outcome ordinary(const std::string& script) const { return run(isRoot() ? becomeOrdinary : Texts(), script); }
 
-  /// Whether an ordinary user reaches the program and the test's folder.
-  bool ordinaryUserCanTakePart() const;
+  /// Gives the folder to that user; why he cannot work in it, if so.
+  std::string giveToOrdinary() const {
+    if (isRoot()) (void)shell("chown 65534:65534 . source");
+    return ordinary("test -x \"$0\" -a -w .") == success ? "" : "an ordinary user cannot work in the build folder";
+  }
 
-  /// Makes a file too large to be copied at once, at `name` in the source, and starts a copy that has begun to write
-  /// it.
-  std::unique_ptr<Program> copyingLargeFile(const Path& name) const;
+  static bool isRoot() { return ::geteuid() == 0; }
 
-  /// Whether that copy was caught before its end, so that it can be looked at in the middle.
-  bool isUnfinished(const Path& name) const;
+  const TemporaryFolder folder_;
 
-  const TemporaryFolder folder;
-  const Path source = folder / "source";
-  const Path copy = folder / "copy";
+ private:
+  using Texts = std::vector<std::string>;
+  static inline const Texts becomeOrdinary = {"--reuid=65534", "--regid=65534", "--clear-groups"};
+
+  Outcome run(Texts arguments, const std::string& script) const {
+    arguments.insert(arguments.end(), {"/bin/sh", "-c", "cd \"$1\"; " + script, toolPath("ditto"), folder_.path()});
+    const ProcessResult result = ProcessRunner::run("/usr/bin/setpriv", arguments, {.timeoutSeconds = 120});
+    return {result.status, result.output};
+  }
 };
 
 }  // namespace tavrine
