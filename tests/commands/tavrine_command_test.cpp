@@ -32,12 +32,8 @@ TEST(TavrineCommand, EveryPathSurvivesItsURL) {
 }
 
 TEST(TavrineCommand, ParsesWhatOtherProgramsMayWrite) {
-  struct Row {
-    const char* url;
-    TavrineCommand command;
-  };
   const auto lockA = TavrineCommand::lock({"/a"});
-  const Row rows[] = {
+  const std::pair<const char*, TavrineCommand> rows[] = {
       {"tavrine://lock?path=%2Fa&path=%2Fb", TavrineCommand::lock({"/a", "/b"})},
       {"tavrine://lock?path=/a", lockA},
       {"tavrine://lock?path=relative&path=%2Fa", lockA},
@@ -53,7 +49,7 @@ TEST(TavrineCommand, ParsesWhatOtherProgramsMayWrite) {
       {"tavrine://unlock?path=%2F%FF", TavrineCommand::unlock("/\xFF")},
       {"tavrine://unlock?path=%2Fa%2F", TavrineCommand::unlock("/a")},
   };
-  for (const Row& row : rows) EXPECT_EQ(TavrineCommand::parse(row.url), row.command) << row.url;
+  for (const auto& [url, command] : rows) EXPECT_EQ(TavrineCommand::parse(url), command) << url;
 }
 
 TEST(TavrineCommand, RefusesWhatIsNoCommand) {
@@ -93,8 +89,7 @@ TEST(TavrineCommand, RefusesWhatIsNoCommand) {
 TEST(TavrineCommand, OnlyLockingUnaskedNeedsConfirmation) {
   struct Row {
     std::optional<std::string> sender;
-    bool testOverride;
-    bool needed;
+    bool testOverride, needed;
   };
   const Row rows[] = {
       {std::nullopt, false, true},
@@ -119,18 +114,14 @@ TEST(TavrineCommand, OnlyLockingUnaskedNeedsConfirmation) {
 }
 
 TEST(TavrineCommand, TheQuestionNamesTheItems) {
-  struct Row {
-    std::vector<Path> paths;
-    const char* question;
-  };
-  const Row rows[] = {
+  const std::pair<std::vector<Path>, const char*> rows[] = {
       {{"/x/Taxes.tavrlock"}, "Another app asked Tavrine to lock Taxes. Lock it?"},
       {{"/x/Taxes", "/x/Notes.txt"}, "Another app asked Tavrine to lock Taxes and Notes.txt. Lock them?"},
       {{"/a", "/b", "/c.TAVRLOCK"}, "Another app asked Tavrine to lock a, b and c.TAVRLOCK. Lock them?"},
       {{"/x/G\xFCte"}, "Another app asked Tavrine to lock G\uFFFDte. Lock it?"},
       {{"/x/.tavrlock"}, "Another app asked Tavrine to lock .tavrlock. Lock it?"},
   };
-  for (const Row& row : rows) EXPECT_EQ(TavrineCommand::lock(row.paths).confirmationQuestion(), row.question);
+  for (const auto& [paths, question] : rows) EXPECT_EQ(TavrineCommand::lock(paths).confirmationQuestion(), question);
 }
 
 }  // namespace

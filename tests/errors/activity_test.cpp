@@ -53,8 +53,7 @@ TEST(IdlePolicy, LocksWhenTheChosenMinutesAreOver) {
   struct Row {
     double idleSeconds;
     int64_t minutes;
-    bool hasUnlockedItems;
-    bool locks;
+    bool hasUnlockedItems, locks;
   };
   const Row rows[] = {{300, 5, true, true},   {299.999, 5, true, false}, {1e9, 0, true, false},
                       {1e9, -5, true, false}, {1e9, 5, false, false},    {3600, 60, true, true}};

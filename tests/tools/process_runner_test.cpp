@@ -115,7 +115,7 @@ TEST_F(ProcessRunnerTest, AFailedLaunchIsTheSystemsError) {
   }
 }
 
-TEST_F(ProcessRunnerTest, TheChildInheritsThreeStreamsAndNoSignalState) {
+TEST_F(ProcessRunnerTest, TheChildHasItsOwnGroupThreeStreamsAndNoSignalState) {
   const FileDescriptor inherited(::fcntl(STDERR_FILENO, F_DUPFD, 77));
   ASSERT_EQ(inherited.get(), 77) << "left open on exec";
   sigset_t blocked;
@@ -126,9 +126,6 @@ TEST_F(ProcessRunnerTest, TheChildInheritsThreeStreamsAndNoSignalState) {
   EXPECT_EQ(ProcessRunner::run("/bin/grep", {"-E", "Sig(Blk|Ign)", "/proc/self/status"}).output,
             "SigBlk:\t0000000000000000\nSigIgn:\t0000000000000000\n");
   ::pthread_sigmask(SIG_UNBLOCK, &blocked, nullptr);
-}
-
-TEST_F(ProcessRunnerTest, TheChildHasAProcessGroupOfItsOwn) {
   EXPECT_EQ(shell("read -r pid name state parent group rest </proc/self/stat; [ $pid = $group ] && echo own").output,
             "own\n");
 }

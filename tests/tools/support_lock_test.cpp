@@ -22,19 +22,15 @@ TEST(SupportLock, HasOneHolderAtATime) {
   EXPECT_TRUE(SupportLock::acquire(folder.path())) << "a copy of the descriptor does not keep it";
 }
 
-TEST(SupportLock, CreatesWhatIsMissingForTheOwnerAlone) {
+TEST(SupportLock, CreatesWhatIsMissingForTheOwnerAloneOrIsNotHeld) {
   const TemporaryFolder folder;
   fs::permissions(folder.path(), fs::perms(0755));
   ASSERT_TRUE(SupportLock::acquire(folder / "new/support/"));
   const std::pair<const char*, int> rows[] = {
       {"", 0755}, {"new", 0700}, {"new/support", 0700}, {"new/support/.tavrine.lock", 0600}};
   for (const auto& [name, mode] : rows) EXPECT_EQ(fs::status(folder / name).permissions(), fs::perms(mode)) << name;
-}
-
-TEST(SupportLock, ThereIsNoneWhereTheFileCannotBeOpened) {
-  const TemporaryFolder folder;
-  fs::create_directories(folder / ".tavrine.lock");
-  EXPECT_FALSE(SupportLock::acquire(folder.path()));
+  fs::create_directories(folder / "other/.tavrine.lock");
+  EXPECT_FALSE(SupportLock::acquire(folder / "other")) << "the file cannot be opened";
 }
 
 }  // namespace

@@ -12,11 +12,9 @@ namespace {
 namespace fs = std::filesystem;
 
 TEST(ToolPath, IsFoundFromAnInstalledAndFromABuiltProgram) {
-  const std::pair<const char*, const char*> rows[] = {
-      {"usr/bin/tavrine", "usr/libexec/tavrine/tool"},
-      {"build/tests/bin/tests", "build/libexec/tavrine/tool"},
-      {"missing/bin/tavrine", "missing/libexec/tavrine/tool"},
-  };
+  const std::pair<const char*, const char*> rows[] = {{"usr/bin/tavrine", "usr/libexec/tavrine/tool"},
+                                                      {"build/tests/bin/tests", "build/libexec/tavrine/tool"},
+                                                      {"missing/bin/tavrine", "missing/libexec/tavrine/tool"}};
   const TemporaryFolder folder;
   for (const auto& [program, tool] : rows) {
     fs::create_directories((folder / program).parent_path());
