@@ -11,8 +11,8 @@ class DittoFailure : public DittoFixture {
   /// mounted.
   Outcome copyToNew(const std::string& fileSystem) const {
     return shell("mkdir copy; unshare --mount " + std::string(isRoot() ? "" : "--map-root-user ") + "sh -c 'mount -t " +
-                 fileSystem + " none copy || exit 99; " +
-                 R"("$0" source copy >messages 2>&1; echo $?; sed s/file../FILE/ messages | sort' "$0")");
+                 fileSystem + " none copy || exit 1; " +
+                 R"("$0" source copy >messages 2>&1; echo $?; sed s/file../FILE/ messages | sort' "$0" || exit 99)");
   }
 };
 
