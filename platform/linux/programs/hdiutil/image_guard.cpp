@@ -1,6 +1,5 @@
 #include "platform/linux/programs/hdiutil/image_guard.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/inotify.h>
@@ -13,10 +12,10 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
-#include <memory>
 #include <optional>
 #include <string_view>
 
+#include "platform/linux/directory_stream.h"
 #include "platform/linux/programs/hdiutil/gocryptfs.h"
 #include "platform/linux/programs/hdiutil/image_bundle.h"
 #include "platform/linux/programs/hdiutil/served_volume.h"
@@ -216,18 +215,9 @@ void attachGuarded(const GuardLaunch& launch) {
   throw ToolError("the process that looks after the image has died");
 }
 
-namespace {
-
-struct CloseStream {
-  void operator()(DIR* stream) const { (void)::closedir(stream); }  // it was only read
-};
-
-}  // namespace
-
 bool isEmptyFolder(int folder) {
   // Through the descriptor and not by its path, which may show something else by now.
-  const int again = ::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  const std::unique_ptr<DIR, CloseStream> entries(again < 0 ? nullptr : ::fdopendir(again));
+  const DirectoryStream entries = entriesOf(folder);
   if (!entries) throw ToolError::system("the mount point cannot be used");
   const dirent* entry = nullptr;
   do {

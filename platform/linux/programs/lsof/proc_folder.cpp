@@ -1,13 +1,13 @@
 #include "platform/linux/programs/lsof/proc_folder.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 
 #include <array>
 #include <cerrno>
 #include <climits>
-#include <memory>
 #include <system_error>
+
+#include "platform/linux/directory_stream.h"
 
 namespace tavrine {
 namespace {
@@ -24,10 +24,6 @@ std::nullopt_t outOfReach(const std::string& name) {
       throw std::system_error(errno, std::generic_category(), "cannot read " + name + " of /proc");
   }
 }
-
-struct CloseStream {
-  void operator()(DIR* stream) const { (void)::closedir(stream); }  // it was only read
-};
 
 }  // namespace
 
@@ -76,12 +72,9 @@ std::optional<struct stat> ProcFolder::statusThrough(const std::string& name) co
 }
 
 std::vector<std::string> ProcFolder::names() const {
-  // A descriptor of its own: a directory stream closes the one it reads through.
-  const int fd = ::openat(fd_.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  const std::unique_ptr<DIR, CloseStream> stream(fd < 0 ? nullptr : ::fdopendir(fd));
+  const DirectoryStream stream = entriesOf(fd_.get());
   std::vector<std::string> names;
   if (!stream) {
-    if (fd >= 0) (void)::close(fd);  // nothing was written to it
     (void)outOfReach("a folder");
     return names;
   }

@@ -1,16 +1,15 @@
 #include "platform/linux/programs/qlmanage/thumbnail_cache.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <memory>
 #include <string>
 #include <system_error>
 #include <vector>
 
+#include "platform/linux/directory_stream.h"
 #include "platform/linux/file_descriptor.h"
 #include "platform/linux/user_folders.h"
 
@@ -24,10 +23,6 @@ std::string reasonText(int error) {
 FileDescriptor openFolder(int parent, const char* name) {
   return FileDescriptor(::openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
 }
-
-struct CloseStream {
-  void operator()(DIR* stream) const { (void)::closedir(stream); }  // it was only read
-};
 
 struct Entry {
   std::string name;
@@ -48,12 +43,9 @@ struct Listing {
 /// All entries before the first is removed: removing while reading makes some file systems leave entries out.
 Listing listingOf(const FileDescriptor& folder) {
   Listing listing;
-  const int copy =
-      ::openat(folder.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);  // a stream closes what it reads through
-  const std::unique_ptr<DIR, CloseStream> stream(copy < 0 ? nullptr : ::fdopendir(copy));
+  const DirectoryStream stream = entriesOf(folder.get());
   if (!stream) {
     listing.error = errno;
-    if (copy >= 0) (void)::close(copy);  // nothing was written to it
     return listing;
   }
   for (;;) {
