@@ -1,0 +1,1 @@
+#include "kit/engine/cloud_files.h"

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <optional>
+#include <string_view>
+#include <vector>
+
+#include "platform/paths.h"
+
+namespace tavrine {
+
+/// Files whose contents are in a cloud and not on this disk. Keeps no state, reports no error: what cannot be asked
+/// needs no download.
+class CloudFiles final {
+ public:
+  CloudFiles() = delete;
+
+  /// What a sync service says of a file of its own.
+  enum class Status { current, downloaded, notDownloaded };
+
+  static bool needsDownload(std::string_view name, bool isUbiquitous, std::optional<Status> status);
+
+  /// The item itself or what is below it, as far as it needs a download, in the order of the walk.
+  static std::vector<Path> notDownloaded(const Path& url);
+
+  /// Asks the service for each of them; what it refuses is left alone.
+  static void requestDownload(const std::vector<Path>& urls);
+};
+
+}  // namespace tavrine

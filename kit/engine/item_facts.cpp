@@ -1,0 +1,1 @@
+#include "kit/engine/item_facts.h"

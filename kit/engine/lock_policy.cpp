@@ -1,0 +1,1 @@
+#include "kit/engine/lock_policy.h"

@@ -1,0 +1,1 @@
+#include "kit/engine/locker.h"

@@ -1,0 +1,1 @@
+#include "kit/engine/recovery_report.h"

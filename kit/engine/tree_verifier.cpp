@@ -1,0 +1,1 @@
+#include "kit/engine/tree_verifier.h"

@@ -1,0 +1,1 @@
+#include "kit/records/item_index.h"

@@ -1,0 +1,1 @@
+#include "kit/records/journal_entry.h"

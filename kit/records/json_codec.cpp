@@ -1,0 +1,1 @@
+#include "kit/records/locked_item.h"

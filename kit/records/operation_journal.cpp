@@ -1,0 +1,1 @@
+#include "kit/records/operation_journal.h"

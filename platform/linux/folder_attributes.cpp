@@ -1,0 +1,1 @@
+#include "platform/folder_attributes.h"

@@ -1,0 +1,1 @@
+#include "platform/hidden_extension.h"

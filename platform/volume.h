@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "platform/paths.h"
+
+namespace tavrine {
+
+/// What is known of the volume an item is on; nothing of what cannot be asked.
+struct VolumeFacts {
+  std::optional<bool> isRoot;   ///< whether the item is the volume's root
+  std::optional<bool> isLocal;  ///< whether the volume is on this machine
+};
+
+VolumeFacts volumeFacts(const Path& url);
+
+/// The bytes free for this user on the volume of `url`.
+std::optional<int64_t> availableCapacity(const Path& url);
+
+/// Every mount at or below the resolved path `folder`, as the kernel has them. Throws
+/// `std::filesystem::filesystem_error` where there is no table to read.
+std::vector<Path> mountPointsAtOrBelow(const Path& folder);
+
+}  // namespace tavrine
