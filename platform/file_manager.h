@@ -28,4 +28,8 @@ std::string readFile(const Path& path);
 /// very last step fails, the sync of the folder, the new file is in its place already.
 void replaceFile(const Path& path, std::string_view bytes);
 
+/// Puts `bytes` into the file at `path`, in place of what it holds; one that is new gets the usual permissions. A link
+/// at its end is not followed. Neither atomic nor durable. Throws `std::filesystem::filesystem_error`.
+void writeFile(const Path& path, std::string_view bytes);
+
 }  // namespace tavrine

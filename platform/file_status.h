@@ -20,6 +20,7 @@ struct FileStatus {
   FileType type = FileType::unknown;
   uint32_t permissions = 0;  ///< the twelve bits 07777
   int64_t size = 0;          ///< bytes
+  int64_t allocated = 0;     ///< bytes on disk
   FileTime modified;
   FileTime changed;  ///< of the status
   uint64_t device = 0;

@@ -73,6 +73,11 @@ int64_t integer(const json& value) {
   return value.get<int64_t>();
 }
 
+uint64_t unsignedInteger(const json& value) {
+  if (!value.is_number_unsigned()) refuse("a whole number from 0 on was expected");
+  return value.get<uint64_t>();
+}
+
 const json& list(const json& value) {
   if (!value.is_array()) refuse("a list was expected");
   return value;

@@ -37,6 +37,9 @@ std::string text(const nlohmann::json& value);
 /// A whole number written as one, within 64 bits.
 int64_t integer(const nlohmann::json& value);
 
+/// A whole number from 0 on, written as one, within 64 bits.
+uint64_t unsignedInteger(const nlohmann::json& value);
+
 /// The value itself, once it is known to be an array.
 const nlohmann::json& list(const nlohmann::json& value);
 

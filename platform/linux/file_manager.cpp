@@ -122,6 +122,13 @@ std::string readFile(const Path& path) {
   return content;
 }
 
+void writeFile(const Path& path, std::string_view bytes) {
+  FileDescriptor file = openAt(AT_FDCWD, path, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW, 0666);
+  if (!file.isOpen()) fail("cannot write", path);
+  writeAll(file, bytes, path);
+  if (!file.close()) fail("cannot close", path);
+}
+
 void replaceFile(const Path& path, std::string_view bytes) {
   Replacement replacement(path);
   replacement.store(bytes);

@@ -7,42 +7,10 @@
 #include <cerrno>
 #include <string>
 
+#include "platform/linux/posix_status.h"
+
 namespace tavrine {
 namespace {
-
-FileType typeOf(mode_t mode) {
-  switch (mode & S_IFMT) {
-    case S_IFREG:
-      return FileType::regular;
-    case S_IFDIR:
-      return FileType::folder;
-    case S_IFLNK:
-      return FileType::symbolicLink;
-    case S_IFIFO:
-      return FileType::fifo;
-    case S_IFSOCK:
-      return FileType::socket;
-    case S_IFCHR:
-      return FileType::characterDevice;
-    case S_IFBLK:
-      return FileType::blockDevice;
-    default:
-      return FileType::unknown;
-  }
-}
-
-FileStatus statusOf(const struct stat& status) {
-  return {.type = typeOf(status.st_mode),
-          .permissions = status.st_mode & 07777,
-          .size = status.st_size,
-          .modified = {status.st_mtim.tv_sec, status.st_mtim.tv_nsec},
-          .changed = {status.st_ctim.tv_sec, status.st_ctim.tv_nsec},
-          .device = status.st_dev,
-          .inode = status.st_ino,
-          .links = status.st_nlink,
-          .owner = status.st_uid,
-          .group = status.st_gid};
-}
 
 FileTree::Visit visitOf(int info) {
   switch (info) {
@@ -102,7 +70,7 @@ std::optional<FileTree::Step> FileTree::next() {
   return Step{.visit = visit,
               .isRoot = entry->fts_level == FTS_ROOTLEVEL,
               .path = {entry->fts_path, entry->fts_pathlen},
-              .status = hasStatus ? statusOf(*entry->fts_statp) : FileStatus{},
+              .status = hasStatus ? fileStatusOf(*entry->fts_statp) : FileStatus{},
               .error = hasError(visit) ? entry->fts_errno : 0};
 }
 

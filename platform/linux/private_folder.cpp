@@ -1,14 +1,28 @@
 #include "platform/private_folder.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
+#include "platform/linux/file_descriptor.h"
+
 namespace tavrine {
+namespace {
+
+/// The folder exists; only the durability of its name is in doubt where this fails.
+void syncNameOf(const Path& folder) {
+  const Path parent = folder.has_parent_path() ? folder.parent_path() : Path(".");
+  const FileDescriptor file(::open(parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (file.isOpen()) (void)::fsync(file.get());
+}
+
+}  // namespace
 
 bool createPrivateFolders(const Path& directory) {
   Path folder;
   for (const Path& component : directory) {
     folder /= component;
-    (void)::mkdir(folder.c_str(), S_IRWXU);  // one that is there already, or cannot be made, shows in the check
+    // One that is there already, or cannot be made, shows in the check.
+    if (::mkdir(folder.c_str(), S_IRWXU) == 0) syncNameOf(folder);
   }
   struct stat status {};
   return ::stat(directory.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
