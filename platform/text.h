@@ -24,4 +24,7 @@ bool isUppercase(std::string_view character);
 bool isNumber(std::string_view character);
 bool isLetter(std::string_view character);
 
+/// `text` in lower case, whatever the language. What is ill-formed becomes U+FFFD.
+std::string lowercased(std::string_view text);
+
 }  // namespace tavrine

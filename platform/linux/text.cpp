@@ -148,6 +148,10 @@ std::vector<std::string_view> characters(std::string_view text) {
   return result;
 }
 
+std::string lowercased(std::string_view text) {
+  return mapped(text, Case::lower);
+}
+
 bool isLowercase(std::string_view character) {
   return hasCase(character, Case::lower);
 }
