@@ -19,6 +19,12 @@ VolumeFacts volumeFacts(const Path& url);
 /// The bytes free for this user on the volume of `url`.
 std::optional<int64_t> availableCapacity(const Path& url);
 
+/// The number of the device that `path`, links followed, is on; nothing where it cannot be examined.
+std::optional<uint64_t> deviceOf(const Path& path);
+
+/// Makes all that was written to the volume of `path` durable. Throws `std::filesystem::filesystem_error`.
+void syncVolume(const Path& path);
+
 /// Every mount at or below the resolved path `folder`, as the kernel has them. Throws
 /// `std::filesystem::filesystem_error` where there is no table to read.
 std::vector<Path> mountPointsAtOrBelow(const Path& folder);
