@@ -49,6 +49,11 @@ LockedItem decoded(const json& record) {
   return item;
 }
 
+/// Whether `locate` may find the record at that canonical path. Spares the search for each image that is gone.
+bool canBeAt(const LockedItem& item, const std::string& place) {
+  return (item.bookmark && isBookmarkOf(*item.bookmark, place)) || canonicalPath(item.lastKnownPath) == place;
+}
+
 }  // namespace
 
 std::vector<LockedItem> ItemIndex::load() const {
@@ -87,6 +92,7 @@ void ItemIndex::remove(const Uuid& id) const {
 std::optional<LockedItem> ItemIndex::item(const Path& url) const {
   const std::string wanted = canonicalPath(url);
   for (LockedItem& item : load()) {
+    if (!canBeAt(item, wanted)) continue;
     const auto place = locate(item);
     if (place && canonicalPath(*place) == wanted) return std::move(item);
   }
@@ -105,7 +111,7 @@ std::optional<Path> ItemIndex::locate(const LockedItem& item) {
 LockedItem ItemIndex::refreshed(const LockedItem& item, const Path& url) {
   LockedItem updated = item;
   updated.bookmark = makeBookmark(url);
-  updated.lastKnownPath = url;
+  updated.lastKnownPath = withoutSlashAtEnd(url);
   return updated;
 }
 

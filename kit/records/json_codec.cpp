@@ -2,6 +2,7 @@
 
 #include <array>
 #include <ctime>
+#include <stdexcept>
 
 #include "kit/records/date_text.h"
 #include "platform/file_items.h"
@@ -38,12 +39,20 @@ Path JSONCodec::setAside(const Path& url) {
 }
 
 std::optional<std::string> JSONCodec::contentOf(const Path& url) {
-  if (!isSomethingAt(url)) return std::nullopt;
-  return readFile(url);
+  try {
+    return readFile(url);
+  } catch (const std::filesystem::filesystem_error& error) {
+    // Missing is what the system calls so, never what it failed to look at: the next change would write over that.
+    const bool isMissing = error.code() == std::errc::no_such_file_or_directory && !isSomethingAt(url);
+    if (!isMissing) throw;
+    return std::nullopt;
+  }
 }
 
 nlohmann::json JSONCodec::value(Date date) {
-  return textFromDate(date);
+  std::string text = textFromDate(date);
+  if (dateFromText(text) != date) throw std::out_of_range("a date that records cannot hold");
+  return text;
 }
 
 nlohmann::json JSONCodec::value(const Path& path) {
@@ -63,7 +72,10 @@ Date JSONCodec::date(const nlohmann::json& value) {
 }
 
 Path JSONCodec::path(const nlohmann::json& value) {
-  return pathFromText(strict_json::text(value));
+  std::string path = pathFromText(strict_json::text(value));
+  // The system would take the part before it, which is another file.
+  if (path.find('\0') != std::string::npos) throw UnreadableRecord("a path was expected");
+  return path;
 }
 
 const nlohmann::json* JSONCodec::present(const nlohmann::json& object, const char* key) {

@@ -53,7 +53,8 @@ class JSONCodec final {
   }
 
   // The values that stand in both files. Writing leaves out what is absent; reading takes a missing key and JSON's
-  // `null` for absent, and throws `UnreadableRecord` for what does not fit.
+  // `null` for absent, and throws `UnreadableRecord` for what does not fit. A date outside the years 0 to 9999 cannot
+  // be written: `std::out_of_range`, before anything is.
   static nlohmann::json value(const Uuid& id) { return id.text(); }
   static nlohmann::json value(Date date);
   static nlohmann::json value(const Path& path);

@@ -5,6 +5,7 @@
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 
+#include <array>
 #include <string>
 
 #include "platform/linux/file_descriptor.h"
@@ -27,9 +28,10 @@ int64_t handleHash(const Path& path) {
 int64_t generation(const Path& path, uint32_t mode) {
   if (!S_ISREG(mode) && !S_ISDIR(mode)) return 0;  // opening a fifo or a device would do something
   const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
-  int number = 0;
-  if (!file.isOpen() || ::ioctl(file.get(), FS_IOC_GETVERSION, &number) != 0) return 0;
-  return number;
+  // The call is defined with a long; file systems of the kernel fill its first int, those of a process the whole.
+  std::array<int, sizeof(long) / sizeof(int)> number{};
+  if (!file.isOpen() || ::ioctl(file.get(), FS_IOC_GETVERSION, number.data()) != 0) return 0;
+  return number.front();
 }
 
 }  // namespace

@@ -14,60 +14,80 @@ namespace {
 
 constexpr int mostEntries = 10'000;
 
-/// One search. Breadth first: what was moved is most often near.
+/// One search on one volume. Folders that it comes upon wait in line, so that what is near is looked at first.
 class Search final {
  public:
   Search(uint64_t inode, const std::function<bool(const Path&)>& isSought) : inode_(inode), isSought_(isSought) {}
 
-  /// On which volume to look: that of the first of these that exists. False where none does.
-  bool staysWith(const Path& folder, const Path& folderAbove) {
+  enum class Subfolders { wait, skip };
+
+  /// Looks at the names in a folder that the search starts from, which may be reached through a link; the first that
+  /// can be opened says which volume it is. False where it cannot.
+  bool lookIn(const Path& folder, Subfolders subfolders) {
+    const FileDescriptor opened(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     struct stat status {};
-    if (::stat(folder.c_str(), &status) != 0 && ::stat(folderAbove.c_str(), &status) != 0) return false;
-    device_ = status.st_dev;
+    if (!opened.isOpen() || ::fstat(opened.get(), &status) != 0) return false;
+    if (!device_) device_ = status.st_dev;
+    if (status.st_dev == device_) look(opened.get(), folder, subfolders);
     return true;
   }
 
-  std::optional<Path> below(const Path& top) {
-    std::deque<Path> waiting = {top};
-    while (!waiting.empty()) {
-      if (auto found = in(waiting.front(), &waiting)) return found;
-      waiting.pop_front();
+  void lookInWaiting() {
+    for (; mayGoOn() && !waiting_.empty(); waiting_.pop_front()) {
+      const Path folder = waiting_.front();
+      const FileDescriptor opened(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+      struct stat status {};
+      if (!opened.isOpen() || ::fstat(opened.get(), &status) != 0 || status.st_dev != device_) continue;
+      look(opened.get(), folder, Subfolders::wait);
     }
-    return std::nullopt;
   }
 
-  /// Looks at the names in `folder`; `subfolders`, where given, takes the folders among them.
-  std::optional<Path> in(const Path& folder, std::deque<Path>* subfolders) {
-    const FileDescriptor opened(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    struct stat status {};
-    if (!opened.isOpen() || ::fstat(opened.get(), &status) != 0 || status.st_dev != device_) return std::nullopt;
-    const DirectoryStream entries = entriesOf(opened.get());
-    while (const dirent* entry = entries ? ::readdir(entries.get()) : nullptr) {
-      const std::string_view name(entry->d_name);
-      if (name == "." || name == "..") continue;
-      if (++seen_ > mostEntries) return std::nullopt;
-      const Path path = folder / name;
-      if (entry->d_ino == inode_ && isSought_(path)) return path;
-      if (subfolders != nullptr && entry->d_type == DT_DIR && !name.starts_with(".tavrine-"))
-        subfolders->push_back(path);
-    }
-    return std::nullopt;
-  }
+  bool mayGoOn() const { return !found_ && seen_ < mostEntries; }
+  const std::optional<Path>& found() const { return found_; }
 
  private:
+  void look(int opened, const Path& folder, Subfolders subfolders) {
+    const DirectoryStream entries = entriesOf(opened);
+    while (const dirent* entry = entries && mayGoOn() ? ::readdir(entries.get()) : nullptr) {
+      const std::string_view name(entry->d_name);
+      if (name == "." || name == "..") continue;
+      ++seen_;
+      if (mayBeSought(*entry) && isSought_(folder / name)) found_ = folder / name;
+      if (subfolders == Subfolders::wait && !name.starts_with(".tavrine-") && isFolder(opened, *entry)) {
+        waiting_.push_back(folder / name);
+      }
+    }
+  }
+
+  bool mayBeSought(const dirent& entry) const {
+    constexpr uint64_t unknownInode = 0xffffffff;  // what a file system of a process lists where it does not know
+    return entry.d_ino == inode_ || entry.d_ino == unknownInode;
+  }
+
+  static bool isFolder(int folder, const dirent& entry) {
+    if (entry.d_type != DT_UNKNOWN) return entry.d_type == DT_DIR;
+    struct stat status {};
+    return ::fstatat(folder, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(status.st_mode);
+  }
+
   const uint64_t inode_;
   const std::function<bool(const Path&)>& isSought_;
-  uint64_t device_ = 0;
+  std::optional<dev_t> device_;
+  std::deque<Path> waiting_;
+  std::optional<Path> found_;
   int seen_ = 0;
 };
 
 }  // namespace
 
 std::optional<Path> searchAround(const Path& folder, uint64_t inode, const std::function<bool(const Path&)>& isSought) {
+  using Subfolders = Search::Subfolders;
   Search search(inode, isSought);
-  if (!search.staysWith(folder, folder.parent_path())) return std::nullopt;
-  if (auto found = search.below(folder)) return found;
-  return search.in(folder.parent_path(), nullptr);
+  // A folder that is gone was most often renamed: then it is one of those in the folder above.
+  const bool isThere = search.lookIn(folder, Subfolders::wait);
+  if (search.mayGoOn()) search.lookIn(folder.parent_path(), isThere ? Subfolders::skip : Subfolders::wait);
+  search.lookInWaiting();
+  return search.found();
 }
 
 }  // namespace tavrine

@@ -1,14 +1,13 @@
 #include "platform/linux/kernel_handle.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 
 #include <array>
 #include <climits>
 #include <cstring>
 
 #include "platform/linux/file_descriptor.h"
-
-#include <sys/stat.h>
 
 namespace tavrine {
 namespace {
@@ -19,6 +18,15 @@ struct HandleBuffer {
 
   file_handle* get() { return reinterpret_cast<file_handle*>(bytes.data()); }
 };
+
+/// The folder itself may have been renamed or removed; any other of its volume does as well.
+FileDescriptor folderAtOrAbove(Path folder) {
+  for (;;) {
+    FileDescriptor opened(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (opened.isOpen() || !folder.has_relative_path()) return opened;
+    folder = folder.parent_path();
+  }
+}
 
 }  // namespace
 
@@ -35,7 +43,7 @@ std::optional<Path> pathOfKernelHandle(std::string_view handle, const Path& fold
   if (handle.size() < sizeof(file_handle) || handle.size() > buffer.bytes.size()) return std::nullopt;
   std::memcpy(buffer.bytes.data(), handle.data(), handle.size());
   if (buffer.get()->handle_bytes != handle.size() - sizeof(file_handle)) return std::nullopt;
-  const FileDescriptor volume(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const FileDescriptor volume = folderAtOrAbove(folder);
   if (!volume.isOpen()) return std::nullopt;
   const FileDescriptor item(::open_by_handle_at(volume.get(), buffer.get(), O_PATH | O_CLOEXEC));
   struct stat status {};
