@@ -43,8 +43,9 @@ std::optional<std::string> JSONCodec::contentOf(const Path& url) {
     return readFile(url);
   } catch (const std::filesystem::filesystem_error& error) {
     // Missing is what the system calls so, never what it failed to look at: the next change would write over that.
-    const bool isMissing = error.code() == std::errc::no_such_file_or_directory && !isSomethingAt(url);
-    if (!isMissing) throw;
+    const bool isNowhere = error.code() == std::errc::no_such_file_or_directory ||
+                           error.code() == std::errc::not_a_directory;  // what is above it is a file
+    if (!isNowhere || isSomethingAt(url)) throw;
     return std::nullopt;
   }
 }

@@ -202,19 +202,51 @@ TEST_F(Records, AreDamagedWhereAFieldDoesNotFit) {
       {"createdAt", "1740821400"},
       {"id", "\"0F0E0D0C\""},
       {"displayName", "null"},
+      {"lastKnownPath", "\"/a\\u0000b\""},
   };
   for (const auto& [field, value] : faults) {
     writeIndex(with(field, value));
     EXPECT_TRUE(index_.loadReportingDamage().damaged) << field << ' ' << value;
   }
-  EXPECT_EQ(setAside().size(), faults.size());  // each kept, though most of one second
+  const auto names = setAside();
+  EXPECT_EQ(names.size(), faults.size());  // each kept, though most of one second
+  const auto isSecond = [](const std::string& name) { return name.size() == 36 && name.ends_with("-2"); };
+  EXPECT_TRUE(std::any_of(names.begin(), names.end(), isSecond));
+}
+
+TEST_F(Records, OfTheJournalNeedAWholeIdentity) {
+  const std::string start = R"([{"id":"0F0E0D0C-0B0A-4908-8706-050403020100","kind":"restore","originalPath":"/a",
+    "partialPath":"/b","finalPath":"","lockedAt":null,"lockedIdentity":{"inode":18446744073709551615,"birthSeconds":-1)";
+  replaceFile(folder_ / "whole", start + R"(,"birthNanoseconds":5}}])");
+  const auto entries = OperationJournal(folder_ / "whole").load();
+  ASSERT_EQ(entries.size(), 1U);
+  EXPECT_EQ(entries[0].lockedIdentity, (FileIdentity{UINT64_MAX, -1, 5}));
+  EXPECT_EQ(entries[0].finalPath, "");
+  EXPECT_EQ(entries[0].deletingPath, std::nullopt);
+  replaceFile(folder_ / "part", start + "}}]");
+  EXPECT_TRUE(OperationJournal(folder_ / "part").loadReportingDamage().damaged);
+  EXPECT_FALSE(fs::exists(folder_ / "part"));
 }
 
 TEST_F(Records, ThatCannotBeReadAreLeftAlone) {
   fs::create_directories(index_.fileURL());  // a folder in the file's place
-  EXPECT_THROW((void)index_.load(), fs::filesystem_error);
-  EXPECT_THROW(index_.upsert(records_.item()), fs::filesystem_error);
+  fs::create_symlink("loop", folder_ / "loop");
+  fs::create_symlink("missing", folder_ / "dangling");
+  for (const Path& file : {index_.fileURL(), folder_ / "loop/items.json", folder_ / "dangling"}) {
+    const ItemIndex index(file);
+    EXPECT_THROW((void)index.load(), fs::filesystem_error) << file;
+    EXPECT_THROW(index.upsert(records_.item()), fs::filesystem_error) << file;
+  }
   EXPECT_TRUE(fs::is_directory(index_.fileURL()));
+  EXPECT_TRUE(fs::is_symlink(folder_ / "dangling"));
+}
+
+TEST_F(Records, WithAnImpossibleDateAreNotWritten) {
+  LockedItem item = records_.item();
+  index_.save({item});
+  item.createdAt = std::chrono::sys_days(std::chrono::year(10000) / 1 / 1);
+  EXPECT_THROW(index_.upsert(item), std::out_of_range);
+  EXPECT_EQ(index_.load().size(), 1U);
 }
 
 TEST_F(Records, FindTheItemOfAnImage) {
@@ -231,9 +263,12 @@ TEST_F(Records, FindTheItemOfAnImage) {
   fs::rename(image, folder_ / "Old taxes.tavrlock");
   EXPECT_EQ(index_.item(folder_ / "Old taxes.tavrlock"), item);
   EXPECT_EQ(ItemIndex::locate(gone), std::nullopt);
+  fs::create_directory(folder_ / "elsewhere");
+  fs::rename(folder_ / "Old taxes.tavrlock", folder_ / "elsewhere/Taxes.tavrlock");
+  fs::create_directory(image);  // another one in its old place
+  EXPECT_EQ(index_.item(image), std::nullopt) << "the last known path stands in only where the bookmark fails";
   item.bookmark = "no bookmark";
-  item.lastKnownPath = folder_ / "Old taxes.tavrlock";
-  EXPECT_EQ(ItemIndex::locate(item), item.lastKnownPath);
+  EXPECT_EQ(ItemIndex::locate(item), image);
 }
 
 TEST_F(Records, MarkersAreReadLeniently) {
