@@ -25,6 +25,9 @@ class FileDescriptor final {
   bool isOpen() const { return fd_ >= 0; }
   int get() const { return fd_; }
 
+  /// Gives the descriptor to another owner.
+  int release() { return std::exchange(fd_, -1); }
+
   /// Closes now and tells whether that went well; errno says why not.
   bool close() { return ::close(std::exchange(fd_, -1)) == 0; }
 
