@@ -2,12 +2,21 @@
 
 namespace tavrine {
 
-const std::set<std::string, std::less<>>& VolumeLayout::housekeeping() {
-  static const std::set<std::string, std::less<>> names = {
-      ".DocumentRevisions-V100", ".TemporaryItems",       ".Trashes",  ".fseventsd",
-      ".Spotlight-V100",         ".metadata_never_index", ".DS_Store", std::string(markerName),
+const VolumeLayout::Names& VolumeLayout::housekeeping() {
+  static const Names names = {
+      ".DocumentRevisions-V100", ".TemporaryItems",           ".Trashes",  ".fseventsd",
+      ".Spotlight-V100",         std::string(neverIndexName), ".DS_Store", std::string(markerName),
   };
   return names;
+}
+
+const VolumeLayout::Names& VolumeLayout::ignoredAtRoot(LockedItem::Kind kind) {
+  static const Names none;
+  return kind == LockedItem::Kind::folder ? housekeeping() : none;
+}
+
+Path VolumeLayout::contents(const Path& mountPoint, LockedItem::Kind kind, const std::string& name) {
+  return kind == LockedItem::Kind::folder ? mountPoint : mountPoint / name;
 }
 
 }  // namespace tavrine
