@@ -1,0 +1,1 @@
+#include "app/password_source.h"

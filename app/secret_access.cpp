@@ -1,0 +1,1 @@
+#include "app/secret_access.h"

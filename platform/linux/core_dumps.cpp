@@ -1,0 +1,1 @@
+#include "platform/core_dumps.h"

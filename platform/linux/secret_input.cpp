@@ -1,0 +1,1 @@
+#include "platform/secret_input.h"

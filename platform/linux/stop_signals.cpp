@@ -1,0 +1,1 @@
+#include "platform/stop_signals.h"
