@@ -30,10 +30,11 @@ class ControllingTerminal final {
   ~ControllingTerminal();
 
   /// The line typed behind `prompt`, without its end. Nothing when `stop` was raised or the input ended: by the user,
-  /// or because the terminal is gone. Throws `std::system_error` where the terminal cannot be set up.
+  /// or because the terminal is gone.
   std::optional<std::string> readLine(std::string_view prompt) const;
 
   /// The same without showing what is typed. Echo is back on every way out; what held the answer is wiped.
+  /// Throws `std::system_error`, having asked nothing, where the terminal cannot be set up.
   std::optional<Password> readPassword(std::string_view prompt) const;
 
  private:
