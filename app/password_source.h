@@ -33,13 +33,17 @@ class PasswordSource final {
   /// and under the same rules. Its strength and why one is refused go to `messages`. Errors are those of `password`.
   Password newPassword(std::string_view prompt);
 
+  /// Whether the program was asked to stop.
+  bool isStopped() const { return stop_.isRaised(); }
+
   /// Why no image can have this password; nothing for one that can.
   static std::optional<std::string> problem(const Password& password);
 
  private:
-  std::optional<Password> readLine(std::string_view prompt);
-  std::optional<std::string> refusalOfNew(const Password& password, std::string_view prompt);
-  void openInput();
+  Password read(std::string_view prompt);
+  Password readFromFile();
+  Password readFromTerminal(std::string_view prompt);
+  Password newPasswordOfPerson(std::string_view prompt);
 
   const std::optional<Path> file_;
   const StopRequest& stop_;

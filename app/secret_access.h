@@ -36,17 +36,16 @@ class SecretAccess final {
   StoredSecret take(const Locker& locker);
 
  private:
-  enum class Asked { forKnown, forNew };
-
+  bool isFirstUse() const;
   StoredSecret takeStored() const;
-  StoredSecret renew(const Locker& locker) const;
+  StoredSecret newSecret(const Locker& locker) const;
 
-  const Options options_;
+  const ItemIndex index_;
   const SecretStore store_;
   PasswordSource& passwords_;
   std::ostream& messages_;
-  Asked asked_ = Asked::forKnown;
   std::optional<Password> password_;
+  bool isNew_ = false;                      ///< it was asked for as a new one, and judged
   std::optional<StoredSecret> opened_;      ///< by `ask`
   std::optional<std::string> openedBytes_;  ///< of the store that `opened_` came from
 };

@@ -65,6 +65,10 @@ ItemIndex::Loaded ItemIndex::loadReportingDamage() const {
   return {std::move(loaded.value), loaded.damaged};
 }
 
+std::optional<std::vector<LockedItem>> ItemIndex::peek() const {
+  return JSONCodec::peek<LockedItem>(fileURL_, decoded);
+}
+
 void ItemIndex::save(const std::vector<LockedItem>& items) const {
   json list = json::array();
   for (const LockedItem& item : items) list.push_back(encoded(item));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <string_view>
 #include <vector>
 
 #include "kit/records/locked_item.h"
@@ -13,6 +14,8 @@ namespace tavrine {
 /// empty. Errors are the platform's own. Without a lock: of two changes at once the later wins.
 class ItemIndex final {
  public:
+  static constexpr std::string_view fileName = "items.json";  ///< in the support directory
+
   explicit ItemIndex(Path fileURL) : fileURL_(std::move(fileURL)) {}
 
   const Path& fileURL() const { return fileURL_; }
@@ -24,6 +27,11 @@ class ItemIndex final {
 
   std::vector<LockedItem> load() const;
   Loaded loadReportingDamage() const;
+
+  /// The list as it is, for whoever does not hold the `SupportLock`: a file that does not decode stays where it is and
+  /// gives nothing.
+  std::optional<std::vector<LockedItem>> peek() const;
+
   void save(const std::vector<LockedItem>& items) const;
 
   /// Replaces the record with this `id` in its place, or appends it.

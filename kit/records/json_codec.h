@@ -42,13 +42,22 @@ class JSONCodec final {
   template <typename Record>
   static Loaded<Record> loadSettingAsideDamage(const Path& url,
                                                const std::function<Record(const nlohmann::json&)>& decoded) {
+    auto value = peek<Record>(url, decoded);
+    if (value) return {*std::move(value), false};
+    (void)setAside(url);
+    return {{}, true};
+  }
+
+  /// The same without touching the file: nothing for one that does not decode.
+  template <typename Record>
+  static std::optional<std::vector<Record>> peek(const Path& url,
+                                                 const std::function<Record(const nlohmann::json&)>& decoded) {
     const auto text = contentOf(url);
-    if (!text) return {};
+    if (!text) return std::vector<Record>();
     try {
-      return {records<Record>(*text, decoded), false};
+      return records<Record>(*text, decoded);
     } catch (const UnreadableRecord&) {
-      (void)setAside(url);
-      return {{}, true};
+      return std::nullopt;
     }
   }
 
