@@ -13,23 +13,6 @@ bool isOctal(char digit) {
   return digit >= '0' && digit <= '7';
 }
 
-/// Undoes the kernel's escapes of space, tab, line break and backslash: a backslash and three octal digits.
-std::string unescaped(std::string_view field) {
-  std::string text;
-  text.reserve(field.size());
-  for (size_t at = 0; at < field.size(); ++at) {
-    const bool isEscape = field[at] == '\\' && at + 3 < field.size() && isOctal(field[at + 1]) &&
-                          isOctal(field[at + 2]) && isOctal(field[at + 3]);
-    if (!isEscape) {
-      text += field[at];
-      continue;
-    }
-    text += static_cast<char>((field[at + 1] - '0') << 6 | (field[at + 2] - '0') << 3 | (field[at + 3] - '0'));
-    at += 3;
-  }
-  return text;
-}
-
 std::vector<std::string_view> split(std::string_view text, char separator) {
   std::vector<std::string_view> parts;
   for (;;) {
@@ -47,9 +30,13 @@ std::optional<Mount> parseLine(std::string_view line) {
   size_t dash = beforeTags;
   while (dash < fields.size() && fields[dash] != "-") ++dash;
   if (dash + 3 >= fields.size()) return std::nullopt;
-  return Mount{std::string(fields[2]),     Path(unescaped(fields[3])),  Path(unescaped(fields[4])),
-               std::string(fields[5]),     unescaped(fields[dash + 1]), unescaped(fields[dash + 2]),
-               unescaped(fields[dash + 3])};
+  return Mount{std::string(fields[2]),
+               Path(withoutTableEscapes(fields[3])),
+               Path(withoutTableEscapes(fields[4])),
+               std::string(fields[5]),
+               withoutTableEscapes(fields[dash + 1]),
+               withoutTableEscapes(fields[dash + 2]),
+               withoutTableEscapes(fields[dash + 3])};
 }
 
 }  // namespace
@@ -61,6 +48,22 @@ std::string Mount::superOption(std::string_view name) const {
     }
   }
   return {};
+}
+
+std::string withoutTableEscapes(std::string_view field) {
+  std::string text;
+  text.reserve(field.size());
+  for (size_t at = 0; at < field.size(); ++at) {
+    const bool isEscape = field[at] == '\\' && at + 3 < field.size() && isOctal(field[at + 1]) &&
+                          isOctal(field[at + 2]) && isOctal(field[at + 3]);
+    if (!isEscape) {
+      text += field[at];
+      continue;
+    }
+    text += static_cast<char>((field[at + 1] - '0') << 6 | (field[at + 2] - '0') << 3 | (field[at + 3] - '0'));
+    at += 3;
+  }
+  return text;
 }
 
 std::vector<Mount> mountTable() {

@@ -29,4 +29,7 @@ std::vector<Mount> mountTable();
 /// The mounts that a text in the form of /proc/self/mountinfo lists. A line of another form is left out.
 std::vector<Mount> parseMountTable(std::string_view text);
 
+/// A field of such a table with its escapes undone: a backslash and three octal digits stand for one byte.
+std::string withoutTableEscapes(std::string_view field);
+
 }  // namespace tavrine
