@@ -8,4 +8,12 @@ namespace tavrine {
 /// permissions. Whether `directory` is a folder in the end.
 bool createPrivateFolders(const Path& directory);
 
+/// Whether another user owns what is at `path` (links followed), or may write there by its mode. False where nothing
+/// is.
+bool othersMayWrite(const Path& path);
+
+/// From now on what this process and its children make is for its owner alone unless they say otherwise, whatever the
+/// user's mask is.
+void makeFilesPrivate();
+
 }  // namespace tavrine

@@ -76,6 +76,10 @@ class ChildProcess final {
   std::optional<int32_t> status_;
 };
 
+/// The bytes that this process and its ended children have read so far, from wherever; 0 where the kernel does not
+/// tell.
+int64_t bytesReadSoFar();
+
 /// From now on, writing to a pipe that nobody reads fails instead of ending this process.
 void ignoreBrokenPipes();
 

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "platform/linux/file_descriptor.h"
 
@@ -26,6 +27,16 @@ bool createPrivateFolders(const Path& directory) {
   }
   struct stat status {};
   return ::stat(directory.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+bool othersMayWrite(const Path& path) {
+  struct stat status {};
+  if (::stat(path.c_str(), &status) != 0) return false;
+  return status.st_uid != ::geteuid() || (status.st_mode & (S_IWGRP | S_IWOTH)) != 0;
+}
+
+void makeFilesPrivate() {
+  (void)::umask(S_IRWXG | S_IRWXO);  // the user's own mask changes nothing
 }
 
 }  // namespace tavrine

@@ -10,8 +10,10 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <system_error>
 #include <utility>
 
@@ -210,6 +212,15 @@ int32_t ChildProcess::waitForExit() {
     }
   }
   return *status_;
+}
+
+int64_t bytesReadSoFar() {
+  std::ifstream account("/proc/self/io");
+  for (std::string line; std::getline(account, line);) {
+    constexpr std::string_view key = "rchar: ";
+    if (line.starts_with(key)) return std::strtoll(line.c_str() + key.size(), nullptr, 10);
+  }
+  return 0;
 }
 
 void ignoreBrokenPipes() {

@@ -25,4 +25,11 @@ std::optional<Path> homeFolder() {
   return Path(entry.pw_dir);
 }
 
+std::optional<Path> dataFolder() {
+  if (auto folder = folderVariable("XDG_DATA_HOME")) return folder;
+  const auto home = homeFolder();
+  if (!home) return std::nullopt;
+  return *home / ".local" / "share";
+}
+
 }  // namespace tavrine

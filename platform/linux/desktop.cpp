@@ -1,0 +1,36 @@
+#include "platform/desktop.h"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <unistd.h>
+
+#include <array>
+#include <string>
+
+namespace tavrine {
+
+bool openOnDesktop(const Path& path) {
+  posix_spawn_file_actions_t actions;
+  posix_spawnattr_t attributes;
+  if (::posix_spawn_file_actions_init(&actions) != 0) return false;
+  if (::posix_spawnattr_init(&attributes) != 0) {
+    (void)::posix_spawn_file_actions_destroy(&actions);
+    return false;
+  }
+  // A session of its own and no streams: what is opened stays when the terminal goes, and writes nothing into it.
+  bool isReady = ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID) == 0;
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    isReady = isReady && ::posix_spawn_file_actions_addopen(&actions, stream, "/dev/null", O_RDWR, 0) == 0;
+  }
+  std::string program = "xdg-open";
+  std::string argument = path.string();
+  const std::array<char*, 3> arguments = {program.data(), argument.data(), nullptr};
+  pid_t child = 0;
+  const bool isStarted =
+      isReady && ::posix_spawnp(&child, program.c_str(), &actions, &attributes, arguments.data(), environ) == 0;
+  (void)::posix_spawn_file_actions_destroy(&actions);  // cannot fail for what was initialised
+  (void)::posix_spawnattr_destroy(&attributes);
+  return isStarted;
+}
+
+}  // namespace tavrine
