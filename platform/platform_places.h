@@ -7,12 +7,13 @@
 
 namespace tavrine {
 
-/// Places of this platform that other software relies on; resolved paths.
+/// Places of this platform that other software relies on; as written and, where links lead elsewhere, also
+/// resolved.
 struct PlatformPlaces {
   std::vector<std::string> systemTrees;      ///< the system's: the folder and all below it
   std::vector<std::string> systemFolders;    ///< the system's: the folder itself alone
   std::vector<std::string> libraryTrees;     ///< the home's folders that applications keep their files in
-  std::vector<std::string> standardFolders;  ///< the home's folders under their names in the user's language
+  std::vector<std::string> standardFolders;  ///< standard folders under the names the user sees
 };
 
 /// Those of the user whose resolved home is `home`. Never fails: a place that cannot be learnt is left out.

@@ -4,6 +4,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/cloud_item.h"
 #include "platform/paths.h"
 
 namespace tavrine {
@@ -14,8 +15,7 @@ class CloudFiles final {
  public:
   CloudFiles() = delete;
 
-  /// What a sync service says of a file of its own.
-  enum class Status { current, downloaded, notDownloaded };
+  using Status = CloudStatus;
 
   static bool needsDownload(std::string_view name, bool isUbiquitous, std::optional<Status> status);
 
@@ -24,6 +24,9 @@ class CloudFiles final {
 
   /// Asks the service for each of them; what it refuses is left alone.
   static void requestDownload(const std::vector<Path>& urls);
+
+  /// The file that is asked for: the one a placeholder stands for, else the file itself.
+  static Path downloadTarget(const Path& url);
 };
 
 }  // namespace tavrine

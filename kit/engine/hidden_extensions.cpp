@@ -1,6 +1,7 @@
 #include <filesystem>
 #include <iostream>
 #include <set>
+#include <system_error>
 
 #include "kit/engine/locker.h"
 #include "kit/records/locked_extension.h"
@@ -15,7 +16,7 @@ std::set<Uuid> busyItems(const OperationJournal& journal) {
   std::set<Uuid> ids;
   try {
     for (const JournalEntry& entry : journal.load()) ids.insert(entry.id);
-  } catch (const std::filesystem::filesystem_error&) {
+  } catch (const std::system_error&) {
     ids.clear();
   }
   return ids;
@@ -26,7 +27,7 @@ bool didRename(const Path& from, const Path& to) {
   try {
     Locker::renameExclusively(from, to);
     return true;
-  } catch (const std::filesystem::filesystem_error&) {
+  } catch (const std::system_error&) {
     return false;
   }
 }
@@ -62,7 +63,7 @@ Path Locker::migrateNameIfNeeded(const Path& url, const LockedItem& item) const 
   try {
     index.upsert(ItemIndex::refreshed(item, target));
     return target;
-  } catch (const std::filesystem::filesystem_error&) {
+  } catch (const std::system_error&) {
     (void)didRename(target, url);  // where it cannot go back either, the bookmark still finds it
     return url;
   }
@@ -72,7 +73,7 @@ bool Locker::repairHiddenExtensions() const {
   std::vector<LockedItem> items;
   try {
     items = index.load();
-  } catch (const std::filesystem::filesystem_error&) {
+  } catch (const std::system_error&) {
     return false;
   }
   const std::set<Uuid> busy = busyItems(journal);

@@ -12,7 +12,7 @@ namespace {
 /// The sum over the item, or over every regular file below it. A file is counted under each of its names.
 int64_t sizeOf(const Path& url, int64_t FileStatus::*size) {
   int64_t sum = 0;
-  FileTree tree(url);
+  FileTree tree(withoutSlashAtEnd(url));
   while (const auto step = tree.next()) {
     if (step->visit == FileTree::Visit::other && step->status.type == FileType::regular) sum += step->status.*size;
   }
@@ -24,7 +24,8 @@ int64_t sizeOf(const Path& url, int64_t FileStatus::*size) {
 ItemFacts ItemFacts::inspect(const Path& url) {
   ItemFacts facts;
   try {
-    facts.isSymlink = statusOf(url).type == FileType::symbolicLink;
+    // With a slash behind it the system would follow a link.
+    facts.isSymlink = statusOf(withoutSlashAtEnd(url)).type == FileType::symbolicLink;
   } catch (const std::filesystem::filesystem_error&) {
     return facts;
   }

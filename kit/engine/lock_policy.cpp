@@ -96,11 +96,12 @@ bool LockPolicy::isInLibrary(const std::string& path) const {
 
 std::optional<LockRefusal> LockPolicy::furtherRefusal(const std::string& path) const {
   const PlatformPlaces& places = further.places;
-  const auto holdsOrIs = [&path](const std::string& own) { return isAtOrBelow(own, path) || isAtOrBelow(path, own); };
-  if (std::any_of(further.ownPlaces.begin(), further.ownPlaces.end(), holdsOrIs)) return LockRefusal::tavrineItself;
   if (isAtOrBelowAny(path, places.systemTrees) || isAny(path, places.systemFolders)) return LockRefusal::systemLocation;
-  if (isAny(path, places.standardFolders)) return LockRefusal::standardFolder;
   if (isAtOrBelowAny(path, places.libraryTrees)) return LockRefusal::libraryFolder;
+  if (isAny(path, places.standardFolders)) return LockRefusal::standardFolder;
+  // Last: /home and /tmp may hold what Tavrine works with, and what they are says more.
+  const auto overlaps = [&path](const std::string& own) { return isAtOrBelow(own, path) || isAtOrBelow(path, own); };
+  if (std::any_of(further.ownPlaces.begin(), further.ownPlaces.end(), overlaps)) return LockRefusal::tavrineItself;
   return std::nullopt;
 }
 

@@ -23,7 +23,7 @@ struct LockPolicy {
   /// What only this machine can tell, applied behind all other rules. Empty by default.
   struct Further {
     PlatformPlaces places;
-    std::vector<std::string> ownPlaces;  ///< what Tavrine works with: no item may be one of them or hold one
+    std::vector<std::string> ownPlaces;  ///< what Tavrine works with: no item may hold one, be one or be in one
   };
 
   std::string home;

@@ -14,7 +14,8 @@ constexpr size_t longestVolumeName = 63;  // bytes
 constexpr int64_t firstCollisionNumber = 2;
 constexpr const char* fallbackName = "Tavrine item";
 
-/// `text` without as many of its last characters as it takes to have no more than so many bytes.
+/// `text` without as many of its last characters as it takes to have no more than so many bytes. A first character that
+/// is longer than that is cut between its scalars: an image without a name would not be known by its extension.
 std::string shortened(const std::string& text, size_t mostBytes) {
   if (text.size() <= mostBytes) return text;
   size_t length = 0;
@@ -22,6 +23,9 @@ std::string shortened(const std::string& text, size_t mostBytes) {
     if (length + character.size() > mostBytes) break;
     length += character.size();
   }
+  if (length > 0) return text.substr(0, length);
+  const auto isInsideScalar = [&text](size_t at) { return (static_cast<unsigned char>(text[at]) & 0xC0) == 0x80; };
+  for (length = mostBytes; length > 1 && isInsideScalar(length);) --length;
   return text.substr(0, length);
 }
 

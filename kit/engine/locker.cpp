@@ -9,6 +9,7 @@ LockPolicy policyOf(const Locker::Places& places, const Path& mountsRoot) {
   LockPolicy policy = LockPolicy::of(places.home, mountsRoot, places.appBundle);
   policy.further.places = platformPlaces(policy.home);
   policy.further.ownPlaces = ownProgramPlaces();
+  if (policy.appBundle) policy.further.ownPlaces.push_back(*policy.appBundle);
   // Locked, the list of locked items would be gone from under the engine.
   policy.further.ownPlaces.push_back(realPath(places.supportDirectory).string());
   return policy;

@@ -1,8 +1,10 @@
 #include "platform/platform_places.h"
 
 #include <unistd.h>
+
 #include <fstream>
 
+#include "platform/linux/user_dirs.h"
 #include "platform/linux/user_folders.h"
 #include "platform/process.h"
 #include "platform/system.h"
@@ -10,37 +12,33 @@
 namespace tavrine {
 namespace {
 
-/// The folder of a line like `XDG_DESKTOP_DIR="$HOME/Schreibtisch"`; empty for any other line, and for the home itself,
-/// which stands for a folder that the user has turned off.
-std::string folderOfLine(const std::string& line, std::string_view key, const std::string& home) {
-  const std::string start = std::string(key) + "=\"$HOME/";
-  if (line.compare(0, start.size(), start) != 0) return {};
-  const size_t end = line.find('"', start.size());
-  if (end == std::string::npos || end == start.size()) return {};
-  return withoutSlashAtEnd(home + "/" + line.substr(start.size(), end - start.size())).string();
+/// Takes in a place as it is written and, where a link leads elsewhere, also what it resolves to: items are compared by
+/// their resolved paths.
+void add(std::vector<std::string>& places, const Path& place) {
+  places.push_back(place.string());
+  const std::string real = realPath(place).string();
+  if (real != places.back()) places.push_back(real);
 }
 
 std::vector<std::string> standardFolders(const Path& home) {
-  std::vector<std::string> folders;
   std::ifstream file(folderVariable("XDG_CONFIG_HOME").value_or(home / ".config") / "user-dirs.dirs");
-  for (std::string line; std::getline(file, line);) {
-    for (const std::string_view key : {"XDG_DESKTOP_DIR", "XDG_DOCUMENTS_DIR", "XDG_DOWNLOAD_DIR"}) {
-      const std::string folder = folderOfLine(line, key, home.string());
-      if (!folder.empty()) folders.push_back(folder);
-    }
-  }
-  return folders;
+  std::vector<std::string> places;
+  for (const Path& folder : namedUserFolders(file, home)) add(places, folder);
+  return places;
 }
 
 }  // namespace
 
 PlatformPlaces platformPlaces(const Path& home) {
   PlatformPlaces places;
-  places.systemTrees = {"/boot", "/lib", "/lib32", "/lib64", "/proc", "/run", "/snap", "/sys"};
-  places.systemFolders = {"/home", "/mnt", "/media", "/var", "/tmp"};
-  if (home != "/root") places.systemFolders.emplace_back("/root");
+  for (const char* tree : {"/boot", "/lib", "/lib32", "/lib64", "/proc", "/run", "/snap", "/sys"}) {
+    add(places.systemTrees, tree);
+  }
+  for (const char* folder : {"/home", "/root", "/mnt", "/media", "/var", "/tmp"}) {
+    if (home != folder) add(places.systemFolders, folder);
+  }
   for (const char* name : {".config", ".local", ".cache", ".var", ".gnupg", ".ssh"}) {
-    places.libraryTrees.push_back((home / name).string());
+    add(places.libraryTrees, home / name);
   }
   places.standardFolders = standardFolders(home);
   return places;

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/linux/mime_globs.h"
 #include "platform/linux/user_folders.h"
 #include "platform/text.h"
 
@@ -26,38 +27,26 @@ std::vector<Path> dataFolders() {
   std::string rest = listed != nullptr && *listed != '\0' ? listed : "/usr/local/share:/usr/share";
   for (size_t start = 0; start <= rest.size();) {
     const size_t end = std::min(rest.find(':', start), rest.size());
-    if (end > start) folders.emplace_back(rest.substr(start, end - start));
+    if (rest[start] == '/')
+      folders.emplace_back(rest.substr(start, end - start));  // a relative one is no folder of data
     start = end + 1;
   }
   return folders;
 }
 
-using Extensions = std::set<std::string, std::less<>>;
-
-/// Takes in the lines "50:text/plain:*.txt"; a pattern of any other shape names no extension.
-void addExtensions(const Path& table, Extensions& extensions) {
-  std::ifstream file(table);
-  for (std::string line; std::getline(file, line);) {
-    if (line.empty() || line.front() == '#') continue;
-    const size_t type = line.find(':');
-    const size_t pattern = type == std::string::npos ? type : line.find(':', type + 1);
-    if (pattern == std::string::npos) continue;
-    const std::string glob = line.substr(pattern + 1, line.find(':', pattern + 1) - pattern - 1);
-    if (!glob.starts_with("*.") || glob.find_first_of("*?[.", 2) != std::string::npos) continue;
-    extensions.insert(lowercased(glob.substr(2)));
+std::set<std::string> readExtensions() {
+  std::set<std::string> extensions;
+  for (const Path& folder : dataFolders()) {
+    std::ifstream table(folder / "mime/globs2");
+    extensions.merge(globExtensions(table));
   }
-}
-
-Extensions readExtensions() {
-  Extensions extensions;
-  for (const Path& folder : dataFolders()) addExtensions(folder / "mime" / "globs2", extensions);
   return extensions;
 }
 
 }  // namespace
 
 bool isKnownExtension(std::string_view extension) {
-  static const Extensions extensions = readExtensions();
+  static const std::set<std::string> extensions = readExtensions();
   return extensions.contains(lowercased(extension));
 }
 
