@@ -46,12 +46,14 @@ std::string timeText(double seconds) {
   return std::to_string(all / 3600) + ":" + twoDigits(all / 60 % 60) + end;
 }
 
-std::string measure(const ProgressState& state) {
+enum class Items { shown, leftOut };
+
+std::string measure(const ProgressState& state, Items items) {
   if (state.totalBytes <= 0) return state.doneBytes > 0 ? "  " + byteCountText(state.doneBytes) : "";
   const int64_t done = std::clamp<int64_t>(state.doneBytes, 0, state.totalBytes);
   const double fraction = static_cast<double>(done) / static_cast<double>(state.totalBytes);
   std::string text = "  " + bar(fraction) + "  " + byteCountText(done) + " of " + byteCountText(state.totalBytes);
-  if (state.items > 1) text += ", " + std::to_string(state.items) + " items";
+  if (state.items > 1 && items == Items::shown) text += ", " + std::to_string(state.items) + " items";
   // The first moments say little about the rest.
   if (state.seconds >= 2 && fraction > 0.02)
     text += ", " + timeText(state.seconds * (1 - fraction) / fraction) + " left";
@@ -70,11 +72,12 @@ std::string cut(const std::string& text, size_t columns) {
 
 std::string progressLine(const ProgressState& state, int columns) {
   const auto room = static_cast<size_t>(std::max(columns, 0));
-  const std::string end = measure(state);
+  const std::string name = shownText(state.name);
   const std::string step = std::string(words(state.step)) + " ";
-  const size_t taken = step.size() + end.size();  // of one byte a character
-  const std::string name = cut(shownText(state.name), room > taken ? room - taken : 1);
-  return cut(step + name + end, room);
+  std::string end = measure(state, Items::shown);  // of one byte a character, like the step
+  if (step.size() + characters(name).size() + end.size() > room) end = measure(state, Items::leftOut);
+  const size_t taken = step.size() + end.size();
+  return cut(step + cut(name, room > taken ? room - taken : 1) + end, room);
 }
 
 }  // namespace tavrine

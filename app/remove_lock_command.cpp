@@ -117,7 +117,7 @@ class LockRemoval final {
       return true;
     }
     const Failure refusal{ExitCode::failed, "holdsMore",
-                          sentence(path, names) + " Unlock it and move that elsewhere first. Nothing was changed."};
+                          sentence(path, names) + " Unlock it and move that elsewhere first. The item is locked."};
     const bool isCancelled = run_.interruption.token()->isCancelled();
     const Failure failure = isCancelled ? failureOf(TavrineError::cancelled()) : refusal;
     run_.console.failure(path, failure);

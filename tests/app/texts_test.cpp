@@ -53,6 +53,7 @@ TEST(ProgressLine, FitsTheTerminal) {
   state.totalBytes = 1'000'000'000;
   state.items = 7;
   EXPECT_EQ(progressLine(state, 80), "Encrypting Taxes  [#####---------------]  250 MB of 1 GB, 7 items, 0:30 left");
+  EXPECT_EQ(progressLine(state, 70), "Encrypting Taxes  [#####---------------]  250 MB of 1 GB, 0:30 left");
   EXPECT_EQ(progressLine(state, 20), "Encrypting T  [#####");
   state.doneBytes = 2'000'000'000;  // an image is larger than what it holds
   EXPECT_EQ(progressLine(state, 80), "Encrypting Taxes  [####################]  1 GB of 1 GB, 7 items, 0:00 left");
