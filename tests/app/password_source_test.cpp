@@ -107,7 +107,7 @@ TEST_F(PasswordSourceTest, APersonIsAskedUntilANewPasswordWillDo) {
   });
   const std::pair<const char*, const char*> dialogue[] = {{"New: ", "short\n"},
                                                           {"Use at least 8 characters.\r\nNew: ", "long enough\n"},
-                                                          {"Strength: strong\r\nThe same again: ", "long enouGh\n"},
+                                                          {"Strength: fair\r\nThe same again: ", "long enouGh\n"},
                                                           {"The two passwords differ.\r\nNew: ", "long enough\n"},
                                                           {"The same again: ", "long enough\n"}};
   for (const auto& [shown, typed] : dialogue) {

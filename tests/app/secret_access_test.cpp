@@ -107,6 +107,7 @@ TEST_F(SecretAccessTest, ALostStoreIsMadeAnewByAPasswordThatOpensAnImage) {
   EXPECT_NE(messages_.str().find("secret.tavrine.damaged-"), std::string::npos);
   EXPECT_EQ(attached().size(), 1u) << "what was attached to look is detached";
   EXPECT_TRUE(fs::is_empty(locker_.mountsRoot));
+  EXPECT_DONE(detach(path("mount")));
 }
 
 TEST_F(SecretAccessTest, ALostStoreStaysLostWhereNoImageCanTell) {
