@@ -155,7 +155,7 @@ TEST_F(TreeVerifierTest, AgreesWithAPlainComparerOnRandomTrees) {
     if (kind == 1) fs::create_symlink("to" + content, target);
     if (kind > 1) std::ofstream(target) << content;
   };
-  for (int round = 0; round < 200; ++round) {
+  for (int round = 0; round < 100; ++round) {
     for (int count = 0; count < 12; ++count) edit("one");
     fs::remove_all(folder_ / "two");
     fs::copy(folder_ / "one", folder_ / "two", deep);
