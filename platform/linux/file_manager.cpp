@@ -123,7 +123,8 @@ std::string readFile(const Path& path) {
 }
 
 void writeFile(const Path& path, std::string_view bytes) {
-  FileDescriptor file = openAt(AT_FDCWD, path, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW, 0666);
+  // Not waiting: a fifo that nobody reads is an error, not a place to stop at.
+  FileDescriptor file = openAt(AT_FDCWD, path, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK, 0666);
   if (!file.isOpen()) fail("cannot write", path);
   writeAll(file, bytes, path);
   if (!file.close()) fail("cannot close", path);
