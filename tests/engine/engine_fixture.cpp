@@ -8,9 +8,11 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <sstream>
 
 #include "kit/engine/volume_layout.h"
+#include "platform/hidden_extension.h"
 
 namespace tavrine {
 namespace {
@@ -142,14 +144,52 @@ std::string EngineTest::described(const Path& item) {
   return text;
 }
 
-std::string EngineTest::describedInside(const Path& lockedURL) const {
-  const OpenItem open = locker_.unlock(lockedURL, password_);
+std::string EngineTest::describedContents(const Path& folder) {
   std::string text;
-  if (open.kind == LockedItem::Kind::file) text = described(open.contentURL());
-  for (const std::string& name : names(open.kind == LockedItem::Kind::file ? Path() : open.mountPoint)) {
-    if (!VolumeLayout::housekeeping().contains(name)) text += name + ' ' + described(open.mountPoint / name);
+  for (const std::string& name : names(folder)) {
+    if (!VolumeLayout::housekeeping().contains(name)) text += name + ' ' + described(folder / name);
   }
-  locker_.relock(open, DiskImageTool::Force::no);
+  return text;
+}
+
+std::string EngineTest::describedAsVolume(const Path& item) {
+  return fs::is_directory(item) ? describedContents(item) : lastComponent(item) + ' ' + described(item);
+}
+
+std::string EngineTest::describedInside(const Path& lockedURL) const {
+  const Path volume = makeFolder("looked into");
+  EXPECT_DONE(attachReadOnly(lockedURL, volume));
+  const std::string text = describedContents(volume);
+  EXPECT_DONE(detach(volume));
+  fs::remove(volume);
+  return text;
+}
+
+std::string EngineTest::state() const {
+  Path image;
+  std::set<std::string> items;
+  for (const std::string& name : names(work())) {
+    const bool isOurs = name.starts_with(".tavrine-");
+    const bool isFinal = name.ends_with(".tavrlock");
+    const size_t use = std::string(".tavrine-").size() + 36 + 1;
+    const std::string hidden = isFinal && hasHiddenExtension(work(name)) == true ? "(hidden)" : "";
+    if (isFinal || name.ends_with(".sparsebundle")) image = work(name);
+    items.insert(isOurs ? name.substr(use) : isFinal ? "final" + hidden : "item");
+  }
+  std::string text;
+  for (const std::string& item : items) text += item + ' ';
+  text += attached().empty() ? "|" : "| attached";
+  if (names(locker_.mountsRoot).size() != attached().size()) text += " and a mount point";
+  text += " |";
+  for (const JournalEntry& entry : entries()) {
+    text += " entry";
+    if (entry.lockedIdentity) text += entry.lockedIdentity == FileIdentity::of(image) ? " identity" : " WRONG IDENTITY";
+    if (entry.lockedAt) text += " time";
+    if (entry.deletingPath) text += " deleting";
+    if (entry.kind == JournalEntry::Kind::restore && !entry.finalPath.empty()) text += " destination";
+  }
+  text += " |";
+  for (const LockedItem& item : records()) text += ' ' + std::string(rawValue(item.stage));
   return text;
 }
 

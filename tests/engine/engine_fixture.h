@@ -46,8 +46,15 @@ class EngineTest : public ImageTest {
   /// targets, contents.
   static std::string described(const Path& item);
 
-  /// What `described` says of the item that a locked image holds; housekeeping left out. Attaches it for the while.
+  /// The same of the items in a folder, housekeeping left out.
+  static std::string describedContents(const Path& folder);
+
+  /// What `describedContents` says of a locked image's volume, and what it said of the volume of an item locked whole.
   std::string describedInside(const Path& lockedURL) const;
+  static std::string describedAsVolume(const Path& item);
+
+  /// Disk, image tool, journal and index as one line; the names of temporary items and images become what they are for.
+  std::string state() const;
 
   /// Makes the fake's next run of the verb fail. With "+" behind the verb it does its work first.
   void failTool(const std::string& verb, const std::string& message = "hdiutil: broken", int status = 1) const;

@@ -99,7 +99,7 @@ void requireUsable(const std::string& password) {
     fail("a password cannot hold a line break or zero byte");
 }
 
-/// Names, kinds, sizes and times of all below `folder`: changed by whoever changes something there.
+/// Names, kinds, sizes and times of all below `folder`, as text: changed by whoever changes something there.
 std::string fingerprint(const fs::path& folder) {
   std::ostringstream text;
   for (const auto& entry : fs::recursive_directory_iterator(folder)) {
@@ -108,7 +108,7 @@ std::string fingerprint(const fs::path& folder) {
     text << entry.path().lexically_relative(folder).string() << ' ' << status.st_mode << ' ' << status.st_size << ' '
          << status.st_ctim.tv_sec << '.' << status.st_ctim.tv_nsec << '\n';
   }
-  return text.str();
+  return textFromPath(text.str());
 }
 
 bool isImage(const fs::path& path, const std::string& identifier) {
