@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "kit/records/base64.h"
 #include "kit/records/json_codec.h"
+#include "platform/base64.h"
 #include "platform/bookmark.h"
 #include "platform/file_items.h"
 #include "platform/path_text.h"

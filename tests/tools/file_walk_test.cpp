@@ -106,8 +106,17 @@ TEST_F(FileWalkTest, GivesTheStatusOfTheItemItself) {
   ASSERT_EQ(::stat((folder_ / "file").c_str(), &status), 0);
   const FileTime changed = {status.st_ctim.tv_sec, status.st_ctim.tv_nsec};
   const FileTime modified = {status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
-  const FileStatus expected = {FileType::regular, 04751,         12, modified,   changed,
-                               status.st_dev,     status.st_ino, 2,  ::getuid(), status.st_gid};
+  const FileStatus expected = {.type = FileType::regular,
+                               .permissions = 04751,
+                               .size = 12,
+                               .allocated = status.st_blocks * 512,
+                               .modified = modified,
+                               .changed = changed,
+                               .device = status.st_dev,
+                               .inode = status.st_ino,
+                               .links = 2,
+                               .owner = ::getuid(),
+                               .group = status.st_gid};
   EXPECT_EQ(entries(folder_.path()).at(0).info, expected);
 }
 

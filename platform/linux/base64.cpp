@@ -1,4 +1,4 @@
-#include "kit/records/base64.h"
+#include "platform/base64.h"
 
 #include <sodium.h>
 
