@@ -39,7 +39,8 @@ class ContentChecks : public testing::Test {
 
   Case ofMounts(const std::string& image, const Path& mountPoint, int status = 0) const {
     const std::string list =
-        "<plist version=\"1.0\"><dict><key>images</key><array><dict><key>system-entities</key>"
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?><plist "
+        "version=\"1.0\"><dict><key>images</key><array><dict><key>system-entities</key>"
         "<array><dict><key>mount-point</key><string>" +
         mountPoint.string() + "</string></dict></array><key>image-path</key><string>" + image +
         "</string></dict></array></dict></plist>";
@@ -73,7 +74,9 @@ TEST_F(ContentChecks, RefuseImagesInUseAndMounts) {
 }
 
 TEST_F(ContentChecks, RefuseAMountOfTheKernelsTable) {
-  const ScriptedTool tool({{0, "<plist version=\"1.0\"><dict><key>images</key><array/></dict></plist>"}});
+  const ScriptedTool tool({{0,
+                            "<?xml version=\"1.0\" encoding=\"UTF-8\"?><plist "
+                            "version=\"1.0\"><dict><key>images</key><array/></dict></plist>"}});
   const Locker locker({folder_ / "support", folder_ / "home"}, {.hdiutil = tool.path()});
   const auto check = [&](const Path& url) { return failure([&] { locker.refuseMountsInside(url, "Shown"); }); };
   EXPECT_EQ(check("/proc"), TavrineError::Case::containsMountedDisk);

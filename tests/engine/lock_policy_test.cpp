@@ -96,19 +96,26 @@ TEST(LockPolicy, TheFirstRuleThatMatchesDecides) {
 /// A home with linked folders and a desktop of another name, and the engine's own places beside it.
 class PlacesOfTheEngine : public testing::Test {
  protected:
-  PlacesOfTheEngine() {
-    for (const char* made : {"home/dots/config", "home/.local", "app", "support"})
-      fs::create_directories(folder_ / made);
-    fs::create_symlink("dots/config", folder_ / "home/.config");
-    fs::create_symlink("home", folder_ / "link");
-    replaceFile(
-        folder_ / "home/dots/config/user-dirs.dirs",
-        "#XDG_DESKTOP_DIR=\"$HOME/No\"\nXDG_DESKTOP_DIR=\"$HOME/Schreibtisch\"\nXDG_MUSIC_DIR=\"$HOME/Musik\"\n");
-  }
+  /// Made before the engine, which reads them once.
+  struct Home {
+    Home() {
+      for (const char* made : {"home/dots/config", "home/.local", "app", "support"})
+        fs::create_directories(folder / made);
+      fs::create_symlink("dots/config", folder / "home/.config");
+      fs::create_symlink("home", folder / "link");
+      replaceFile(
+          folder / "home/dots/config/user-dirs.dirs",
+          "#XDG_DESKTOP_DIR=\"$HOME/No\"\nXDG_DESKTOP_DIR=\"$HOME/Schreibtisch\"\nXDG_MUSIC_DIR=\"$HOME/Musik\"\n");
+    }
+    const Path& path() const { return folder.path(); }
+    Path operator/(const char* name) const { return folder / name; }
+
+    const TemporaryFolder folder;
+  };
 
   Refused refusal(const Path& path) const { return locker_.policy.refusal(path, there); }
 
-  const TemporaryFolder folder_;
+  const Home folder_;
   const Locker locker_{{folder_ / "support", folder_ / "link", folder_ / "app"}, {.hdiutil = "/none"}};
 };
 
