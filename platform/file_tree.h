@@ -17,7 +17,6 @@ class FileTree final {
     folder,            ///< before its contents
     folderAgain,       ///< after its contents
     unreadableFolder,  ///< in place of its contents: the folder itself was visited before
-    error,
     noStatus,
     other,
   };
@@ -27,21 +26,17 @@ class FileTree final {
     bool isRoot;
     std::string_view path;  ///< the root's path with what leads on from there; any bytes; good until the next step
     FileStatus status;
-    int32_t error;  ///< errno; of `unreadableFolder`, `error` and `noStatus` alone
+    int32_t error;  ///< errno; of `unreadableFolder` and `noStatus` alone
   };
 
-  /// Throws nothing for what the disk says: a root that does not exist shows in the first step, any other failure in
-  /// `error`.
+  /// Throws nothing for what the disk says: a root that does not exist shows in the first step.
   explicit FileTree(const Path& root);
   FileTree(const FileTree&) = delete;
   FileTree& operator=(const FileTree&) = delete;
   ~FileTree();
 
-  /// The next step; nothing at the end and where the walk cannot go on.
+  /// The next step; nothing at the end.
   std::optional<Step> next();
-
-  /// Why `next` gave nothing (errno); 0 when that was the end.
-  int32_t error() const { return error_; }
 
   /// Leaves out the contents of the folder of the last step.
   void skipContents();
@@ -50,7 +45,6 @@ class FileTree final {
   struct Walker;
 
   std::unique_ptr<Walker> walker_;
-  int32_t error_ = 0;
 };
 
 }  // namespace tavrine

@@ -9,7 +9,7 @@ namespace {
 using Visit = FileTree::Visit;
 
 bool isProblem(const FileTree::Step& step) {
-  return step.visit == Visit::unreadableFolder || step.visit == Visit::error || step.visit == Visit::noStatus;
+  return step.visit == Visit::unreadableFolder || step.visit == Visit::noStatus;
 }
 
 FileWalk::Entry entryOf(const FileTree::Step& step, size_t prefixLength) {
@@ -43,7 +43,6 @@ void FileWalk::walk(const Path& root, const Visitor& visitor) {
     const Next next = visitor(entryOf(*step, prefixLength));
     if (next == Next::skipDescendants && step->visit == Visit::folder) tree.skipContents();
   }
-  if (tree.error() != 0) throw WalkError(rootPath, tree.error());
 }
 
 std::vector<std::string> FileWalk::relativePaths(const Path& root) {

@@ -1,82 +1,120 @@
 #include "platform/file_tree.h"
 
-#include <fts.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 
-#include <array>
 #include <cerrno>
 #include <string>
+#include <utility>
+#include <vector>
 
+#include "platform/linux/directory_stream.h"
 #include "platform/linux/posix_status.h"
+
+// The C library's own walk is not used: it takes a folder whose listing breaks off for one that ends there.
 
 namespace tavrine {
 namespace {
 
-FileTree::Visit visitOf(int info) {
-  switch (info) {
-    case FTS_D:
-      return FileTree::Visit::folder;
-    case FTS_DP:
-      return FileTree::Visit::folderAgain;
-    case FTS_DNR:
-      return FileTree::Visit::unreadableFolder;
-    case FTS_ERR:
-      return FileTree::Visit::error;
-    case FTS_NS:
-      return FileTree::Visit::noStatus;
-    default:
-      return FileTree::Visit::other;
-  }
-}
+/// The names in a folder, in the order the file system lists them. Keeps no descriptor.
+struct Listing {
+  std::vector<std::string> names;
+  int error = 0;  ///< errno, where the listing is not whole
+};
 
-bool hasError(FileTree::Visit visit) {
-  return visit == FileTree::Visit::unreadableFolder || visit == FileTree::Visit::error ||
-         visit == FileTree::Visit::noStatus;
+Listing listingOf(const std::string& path) {
+  const int folder = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  const DirectoryStream entries(folder < 0 ? nullptr : ::fdopendir(folder));
+  if (!entries) {
+    const int error = errno;
+    if (folder >= 0) (void)::close(folder);  // it was only read
+    return {{}, error};
+  }
+  Listing listing;
+  for (;;) {
+    errno = 0;  // the end and a failure differ in this alone
+    const dirent* const entry = ::readdir(entries.get());
+    if (entry == nullptr) break;
+    const std::string_view name(entry->d_name);
+    if (name != "." && name != "..") listing.names.emplace_back(name);
+  }
+  listing.error = errno;
+  return listing;
 }
 
 }  // namespace
 
 struct FileTree::Walker {
-  explicit Walker(std::string root) {
-    const std::array<char*, 2> roots = {root.data(), nullptr};
-    tree = ::fts_open(roots.data(), FTS_PHYSICAL | FTS_NOCHDIR, nullptr);
-  }
-  Walker(const Walker&) = delete;
-  Walker& operator=(const Walker&) = delete;
-  ~Walker() {
-    if (tree != nullptr) (void)::fts_close(tree);  // nothing was changed that could be lost
+  /// A folder whose contents are being visited.
+  struct Folder {
+    FileStatus status;
+    size_t pathLength;  ///< of its own path in `path`
+    std::vector<std::string> names;
+    size_t next = 0;
+  };
+
+  explicit Walker(std::string root) : path(std::move(root)), rootLength(path.size()) {}
+
+  Step step(Visit visit, const FileStatus& status, int error = 0) const {
+    return {visit, path.size() == rootLength, path, status, error};
   }
 
-  FTS* tree = nullptr;
-  FTSENT* last = nullptr;
+  /// The item at `path`, which is seen for the first time.
+  Step arrive() {
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) != 0) return step(Visit::noStatus, {}, errno);
+    const FileStatus found = fileStatusOf(status);
+    if (found.type != FileType::folder) return step(Visit::other, found);
+    entered = found;
+    return step(Visit::folder, found);
+  }
+
+  /// Goes into the folder at `path`. The step that says that it cannot be read; nothing where it can.
+  std::optional<Step> enter(const FileStatus& status) {
+    Listing listing = listingOf(path);
+    if (listing.error != 0) return step(Visit::unreadableFolder, status, listing.error);
+    folders.push_back({status, path.size(), std::move(listing.names)});
+    return std::nullopt;
+  }
+
+  /// What comes behind the contents of the folder whose turn it was.
+  Step leave() {
+    path.resize(folders.back().pathLength);
+    const FileStatus status = folders.back().status;
+    folders.pop_back();
+    return step(Visit::folderAgain, status);
+  }
+
+  std::string path;
+  const size_t rootLength;
+  bool isStarted = false;
+  std::optional<FileStatus> entered;  ///< of the folder of the last step, whose contents come next
+  bool isSkipped = false;             ///< those contents are left out
+  std::vector<Folder> folders;        ///< those above the present place
 };
 
-FileTree::FileTree(const Path& root) : walker_(std::make_unique<Walker>(root.string())) {
-  if (walker_->tree == nullptr) error_ = errno;
-}
+FileTree::FileTree(const Path& root) : walker_(std::make_unique<Walker>(root.string())) {}
 
 FileTree::~FileTree() = default;
 
 std::optional<FileTree::Step> FileTree::next() {
-  if (walker_->tree == nullptr) return std::nullopt;
-  errno = 0;  // the end of the tree and a failure differ in this alone
-  FTSENT* const entry = walker_->last = ::fts_read(walker_->tree);
-  if (entry == nullptr) {
-    error_ = errno;
-    return std::nullopt;
+  Walker& walker = *walker_;
+  if (!std::exchange(walker.isStarted, true)) return walker.arrive();
+  if (const auto status = std::exchange(walker.entered, std::nullopt)) {
+    if (std::exchange(walker.isSkipped, false)) return walker.step(Visit::folderAgain, *status);
+    if (auto unreadable = walker.enter(*status)) return unreadable;
   }
-  const Visit visit = visitOf(entry->fts_info);
-  const bool hasStatus = visit != Visit::noStatus && entry->fts_statp != nullptr;
-  return Step{.visit = visit,
-              .isRoot = entry->fts_level == FTS_ROOTLEVEL,
-              .path = {entry->fts_path, entry->fts_pathlen},
-              .status = hasStatus ? fileStatusOf(*entry->fts_statp) : FileStatus{},
-              .error = hasError(visit) ? entry->fts_errno : 0};
+  if (walker.folders.empty()) return std::nullopt;
+  Walker::Folder& folder = walker.folders.back();
+  if (folder.next == folder.names.size()) return walker.leave();
+  walker.path.resize(folder.pathLength);
+  if (walker.path != "/") walker.path += '/';
+  walker.path += folder.names[folder.next++];
+  return walker.arrive();
 }
 
 void FileTree::skipContents() {
-  if (walker_->last == nullptr) return;
-  (void)::fts_set(walker_->tree, walker_->last, FTS_SKIP);  // fails only for an unknown instruction
+  walker_->isSkipped = walker_->entered.has_value();
 }
 
 }  // namespace tavrine

@@ -57,7 +57,7 @@ TEST_F(SecretStoreTest, TellsNeitherAPasswordNorItsLength) {
   const std::string short1 = saved({password("1"), 1, std::nullopt, {}});
   const std::string long1 = saved({password(std::string(900, 'x')), 1, std::nullopt, {}});
   EXPECT_EQ(short1.size(), long1.size());
-  EXPECT_EQ(long1.find("xx"), std::string::npos);
+  EXPECT_EQ(long1.find(std::string(20, 'x')), std::string::npos);
 }
 
 TEST_F(SecretStoreTest, NoFlippedBitAndNoCutOpens) {
