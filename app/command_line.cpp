@@ -44,6 +44,11 @@ struct Parsed {
   std::string supportDirectory;
 };
 
+/// Refuses an empty value, as an unset variable of a script gives it: it would stand for the user's own place.
+std::string isNoEmptyPath(const std::string& path) {
+  return path.empty() ? "the path is empty" : "";
+}
+
 /// The options that every command has, before its name and behind it.
 void addCommonOptions(CLI::App& app, Parsed& parsed) {
   app.add_flag("--json", parsed.request.json, "Write one JSON object per line");
@@ -51,8 +56,11 @@ void addCommonOptions(CLI::App& app, Parsed& parsed) {
   app.add_flag("--no-color", parsed.request.noColor, "Use no colours");
   app.add_flag("--yes", parsed.request.yes, "Answer every question with yes");
   app.add_option("--password-file", parsed.passwordFile, "Read the password from FILE (- is standard input)")
-      ->type_name("FILE");
-  app.add_option("--support-dir", parsed.supportDirectory, "Keep Tavrine's records in DIR")->type_name("DIR");
+      ->type_name("FILE")
+      ->check(isNoEmptyPath);
+  app.add_option("--support-dir", parsed.supportDirectory, "Keep Tavrine's records in DIR")
+      ->type_name("DIR")
+      ->check(isNoEmptyPath);
 }
 
 /// Lets a command take paths, which `requiredPaths` then finds among what the library leaves: taken as the option's

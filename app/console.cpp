@@ -60,6 +60,7 @@ void Console::failure(const std::optional<Path>& item, const Failure& failure) {
   const std::string place = item ? item->string() + ": " : "";
   writeError(Mark::failure, place + failure.title.value_or(failure.message));
   if (failure.title) writeError(Mark::failure, failure.message);
+  for (const std::string& detail : failure.details) writeError(Mark::plain, "  " + detail);
 }
 
 void Console::remark(const std::string& text) {

@@ -1,5 +1,6 @@
 #include "app/failure.h"
 
+#include <algorithm>
 #include <array>
 #include <filesystem>
 #include <string_view>
@@ -58,6 +59,12 @@ Failure failureOfTavrine(const TavrineError& error) {
   if (const auto notice = error.lockedNotice()) {
     failure.title = notice->title;
     failure.message = notice->message;
+  }
+  if (const auto* mismatches = error.payload<std::vector<TreeMismatch>>()) {
+    constexpr size_t mostShown = 5;
+    for (size_t i = 0; i < std::min(mostShown, mismatches->size()); ++i) {
+      failure.details.push_back(mismatches->at(i).description());
+    }
   }
   return failure;
 }

@@ -3,6 +3,7 @@
 #include <exception>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "app/exit_code.h"
 
@@ -14,6 +15,7 @@ struct Failure {
   std::string name;     ///< "wrongPassword"; "system" for an error of the operating system, "other" for the rest
   std::string message;  ///< UTF-8
   std::optional<std::string> title = std::nullopt;
+  std::vector<std::string> details = {};  ///< what the message counts, as far as a person wants to read it
 };
 
 Failure failureOf(const std::exception& error);

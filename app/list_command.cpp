@@ -85,6 +85,7 @@ ExitCode runList(const Run& run) {
   const Session session(run.supportDirectory, run.console, *run.interruption.token());
   const std::vector<Listed> items = listedItems(session.locker());
   const std::vector<std::string> texts = lines(items, run.console);
+  if (items.empty() && run.console.isForPeople()) run.console.remark("No item is locked.");
   const size_t heading = texts.size() - items.size();
   for (size_t at = 0; at < heading; ++at) run.console.answer(texts[at], JsonLine("heading"));
   for (size_t at = 0; at < items.size(); ++at) run.console.answer(texts[heading + at], json(items[at]));

@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -18,11 +17,9 @@ namespace {
 /// The names directly in a folder that belong to the volume once it is one: they stay behind when the lock is removed.
 std::vector<std::string> namesNotRestored(const Path& item) {
   std::vector<std::string> names;
-  if (!isSomethingAt(item) || statusOf(item).type != FileType::folder) return names;
-  for (std::string& name : namesIn(item)) {
-    if (VolumeLayout::housekeeping().contains(name)) names.push_back(std::move(name));
+  for (const std::string& name : VolumeLayout::housekeeping()) {
+    if (isSomethingAt(item / name)) names.push_back(name);
   }
-  std::sort(names.begin(), names.end());
   return names;
 }
 

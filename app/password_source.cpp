@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "app/shown_text.h"
 #include "kit/errors/password_rules.h"
 #include "kit/errors/tavrine_error.h"
 #include "platform/text.h"
@@ -74,7 +75,7 @@ Password PasswordSource::readFromFile() {
   if (!input_) {
     input_.emplace(*file_ == "-" ? SecretInput::standardInput() : SecretInput(*file_));
     if (input_->othersMayRead()) {
-      messages_ << "Other users may read the password file " << repairedUtf8(file_->string()) << '.' << std::endl;
+      messages_ << "Other users may read the password file " << shownText(file_->string()) << '.' << std::endl;
     }
   }
   auto line = input_->readLine(stop_);

@@ -39,7 +39,7 @@ std::string sentence(const Path& path, const Names& names) {
 
 class LockRemoval final {
  public:
-  explicit LockRemoval(const Run& run) : run_(run), question_(run) {}
+  LockRemoval(const Run& run, const std::vector<Path>& items) : run_(run), question_(run, items) {}
 
   ExitCode run(std::vector<Path> items) {
     while (!items.empty()) {
@@ -96,15 +96,20 @@ class LockRemoval final {
   /// Looks into the volume while it is attached for reading alone, so that nothing can be saved there behind our back:
   /// throwing from here undoes the removal.
   void requireAgreed(const Path& path, const Path& copy, const Locker& locker) const {
-    if (run_.request.yes || statusOf(copy).type == FileType::folder) return;
+    if (run_.request.yes) return;
     // The copy's name is ".tavrine-ID.restoring", the mount point's is ID.
     const std::string id = nameWithoutExtension(copy).substr(std::string_view(".tavrine-").size());
     const Path mount = locker.mountsRoot / id;
+    const auto marker = ItemMarker::read(mount);
+    const auto record = locker.index.item(path);
+    // Not by what the copy is: a file may have been replaced by a folder of its name.
+    const auto kind = marker ? marker->kind : record ? record->kind : LockedItem::Kind::folder;
+    if (kind == LockedItem::Kind::folder) return;
     Names names;
     for (const std::string& name : namesIn(mount)) {
       if (!VolumeLayout::housekeeping().contains(name)) names.insert(name);
     }
-    names.erase(Locker::itemName(ItemMarker::read(mount), locker.index.item(path), path));
+    names.erase(Locker::itemName(marker, record, path));
     const auto agreed = agreed_.find(path);
     if (!names.empty() && (agreed == agreed_.end() || agreed->second != names)) throw HoldsMore(names);
   }
@@ -136,7 +141,7 @@ class LockRemoval final {
 
 ExitCode runRemoveLock(const Run& run) {
   const std::vector<Path> items = itemPaths(run.request.paths, LastLink::isFollowed);
-  return LockRemoval(run).run(items);
+  return LockRemoval(run, items).run(items);
 }
 
 }  // namespace tavrine

@@ -6,8 +6,8 @@
 #include <system_error>
 #include <vector>
 
+#include "app/shown_text.h"
 #include "kit/errors/tavrine_error.h"
-#include "platform/text.h"
 #include "platform/uuid.h"
 
 namespace tavrine {
@@ -49,15 +49,21 @@ Check check(const Locker& locker, const Path& image, const Password& password) {
   return Check::opens;
 }
 
-/// Throws unless the password opens the image of one of the items, which are tried in this order.
-void requireOpensOne(const Locker& locker, const std::vector<LockedItem>& items, const Password& password,
+std::vector<Path> imagesOf(const std::vector<LockedItem>& items) {
+  std::vector<Path> images;
+  for (const LockedItem& item : items) {
+    if (auto image = ItemIndex::locate(item)) images.push_back(*std::move(image));
+  }
+  return images;
+}
+
+/// Throws unless the password opens one of the images, which are tried in this order.
+void requireOpensOne(const Locker& locker, const std::vector<Path>& images, const Password& password,
                      const PasswordSource& passwords) {
   bool isWrong = false;
-  for (const LockedItem& item : items) {
+  for (const Path& image : images) {
     if (passwords.isStopped()) throw TavrineError::cancelled();
-    const auto image = ItemIndex::locate(item);
-    if (!image) continue;
-    const Check result = check(locker, *image, password);
+    const Check result = check(locker, image, password);
     if (result == Check::opens) return;
     if (result == Check::wrongPassword) isWrong = true;
   }
@@ -71,6 +77,7 @@ void requireOpensOne(const Locker& locker, const std::vector<LockedItem>& items,
 
 SecretAccess::SecretAccess(const Options& options, PasswordSource& passwords, std::ostream& messages)
     : index_(options.supportDirectory / ItemIndex::fileName),
+      images_(options.images),
       store_(options.supportDirectory, options.cost),
       passwords_(passwords),
       messages_(messages) {}
@@ -81,9 +88,16 @@ void SecretAccess::ask() {
     password_ = passwords_.password(prompt);
     opened_ = store_.open(*password_);
     if (!opened_) throw TavrineError::wrongPassword();
+  } else if (isFirstUse() && !images_.empty()) {
+    password_ = passwords_.password(prompt);
   } else if (isFirstUse()) {
     if (passwords_.isInteractive()) {
       messages_ << "Choose a password. Without it, nobody can unlock what you lock." << std::endl;
+      if (!index_.peek()) {
+        messages_
+            << "Your list of locked items is damaged: if you have locked something before, take the password it has."
+            << std::endl;
+      }
     }
     password_ = passwords_.newPassword("New password: ");
     isNew_ = true;
@@ -105,7 +119,7 @@ StoredSecret SecretAccess::take(const Locker& locker) {
   StoredSecret secret = newSecret(locker);
   if (state == SecretStore::State::damaged) {
     const Path aside = store_.setAside();
-    messages_ << "The damaged password store is kept as " << repairedUtf8(aside.string()) << '.' << std::endl;
+    messages_ << "The damaged password store is kept as " << shownText(aside.string()) << '.' << std::endl;
   }
   store_.save(secret);
   return secret;
@@ -122,14 +136,15 @@ StoredSecret SecretAccess::newSecret(const Locker& locker) const {
   if (opened_) return *opened_;  // the store was lost since: it is still known whole
   std::vector<LockedItem> items = locker.index.load();
   if (items.empty()) {
-    if (isNew_) return {*password_, 1, std::nullopt, {}};
+    if (!isNew_ && !images_.empty()) requireOpensOne(locker, images_, *password_, passwords_);
+    if (isNew_ || !images_.empty()) return {*password_, 1, std::nullopt, {}};
     // Asked for once only: a slip would lock everything with a password that nobody knows.
     throw std::runtime_error("The list of locked items has changed meanwhile. Try again.");
   }
   std::stable_sort(items.begin(), items.end(), [](const LockedItem& left, const LockedItem& right) {
     return left.passwordGeneration > right.passwordGeneration;
   });
-  requireOpensOne(locker, items, *password_, passwords_);
+  requireOpensOne(locker, imagesOf(items), *password_, passwords_);
   return {*password_, std::max<int64_t>(1, items.front().passwordGeneration), std::nullopt, {}};
 }
 

@@ -3,6 +3,7 @@
 #include <iosfwd>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "app/password_source.h"
 #include "app/secret_store.h"
@@ -18,14 +19,16 @@ class SecretAccess final {
   struct Options {
     Path supportDirectory;
     KeyCost cost = SecretBox::interactiveCost;  ///< of a store written here
+    std::vector<Path> images = {};              ///< locked images that the command is to open
   };
 
   /// `passwords` and `messages`, where notices to the user go, outlive it.
   SecretAccess(const Options& options, PasswordSource& passwords, std::ostream& messages);
 
   /// Asks for the password and checks it where the store is there; `TavrineError` `wrongPassword` when it does not open
-  /// it. With neither store nor items it is the first use: asks for a new password. Changes nothing on disk. The other
-  /// errors are those of `PasswordSource`, and the system's.
+  /// it. With neither store nor items it is the first use: asks for a new password, or, where the command is to open
+  /// images that came from elsewhere, for theirs. Changes nothing on disk. The other errors are those of
+  /// `PasswordSource`, and the system's.
   void ask();
 
   /// The stored secret, with the support lock held and recovery done. On first use it is stored now, unless another
@@ -41,6 +44,7 @@ class SecretAccess final {
   StoredSecret newSecret(const Locker& locker) const;
 
   const ItemIndex index_;
+  const std::vector<Path> images_;
   const SecretStore store_;
   PasswordSource& passwords_;
   std::ostream& messages_;

@@ -15,9 +15,10 @@ namespace tavrine {
 class SecretQuestion final {
  public:
   /// Asks. Errors are those of `SecretAccess::ask`.
-  explicit SecretQuestion(const Run& run)
+  /// `images`: those that the run is to open.
+  explicit SecretQuestion(const Run& run, std::vector<Path> images = {})
       : passwords_(run.request.passwordFile, run.interruption.stop(), std::cerr),
-        access_({run.supportDirectory}, passwords_, std::cerr) {
+        access_({.supportDirectory = run.supportDirectory, .images = std::move(images)}, passwords_, std::cerr) {
     access_.ask();
   }
 

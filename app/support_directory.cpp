@@ -1,8 +1,10 @@
 #include "app/support_directory.h"
 
+#include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <system_error>
 #include <thread>
 
@@ -22,14 +24,23 @@ Path place(const std::optional<Path>& chosen) {
   return *data / "tavrine";
 }
 
+void refuseForeign(const Path& directory) {
+  if (!othersMayWrite(directory)) return;
+  throw std::runtime_error(repairedUtf8(directory.string()) +
+                           " belongs to another user or can be changed by others, so Tavrine does not use it.");
+}
+
+void requireWritable(const Path& file) {
+  errno = 0;
+  if (std::ofstream(file, std::ios::app)) return;
+  throw std::filesystem::filesystem_error("cannot open", file, std::error_code(errno, std::generic_category()));
+}
+
 }  // namespace
 
 Path supportDirectory(const std::optional<Path>& chosen) {
   const Path directory = standardizedPath(place(chosen));
-  if (othersMayWrite(directory)) {
-    throw std::runtime_error(repairedUtf8(directory.string()) +
-                             " belongs to another user or can be changed by others, so Tavrine does not use it.");
-  }
+  refuseForeign(directory);
   return directory;
 }
 
@@ -40,13 +51,17 @@ std::unique_ptr<SupportLock> lockSupportDirectory(const Path& directory, const C
     throw std::filesystem::filesystem_error("cannot create", directory,
                                             std::make_error_code(std::errc::not_a_directory));
   }
+  refuseForeign(directory);  // what stands there now may have been put there meanwhile
   const auto end = std::chrono::steady_clock::now() + patience;
   for (;;) {
     if (auto lock = SupportLock::acquire(directory)) return lock;
     cancel.check();
-    if (std::chrono::steady_clock::now() >= end) throw SupportDirectoryBusy();
+    if (std::chrono::steady_clock::now() >= end) break;
     std::this_thread::sleep_for(pause);
   }
+  // The lock tells no reason: what cannot even be written to is not held by another one.
+  requireWritable(directory / ".tavrine.lock");
+  throw SupportDirectoryBusy();
 }
 
 }  // namespace tavrine

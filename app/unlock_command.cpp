@@ -17,7 +17,7 @@ void showUnlocked(const OpenItem& item, Console& console) {
 
 ExitCode runUnlock(const Run& run) {
   const std::vector<Path> paths = itemPaths(run.request.paths, LastLink::isFollowed);
-  SecretQuestion question(run);
+  SecretQuestion question(run, paths);
   Session session(run.supportDirectory, run.console, *run.interruption.token());
   const StoredSecret secret = question.take(session.locker());
   Outcome outcome;

@@ -16,6 +16,9 @@ bool fileExists(const Path& path);
 /// Whether something is at `path`, be it a dangling link.
 bool isSomethingAt(const Path& path);
 
+/// Whether surely nothing is at `path`: not where it cannot be examined.
+bool isNothingAt(const Path& path);
+
 /// The status of the item itself, a link not followed. Throws where it cannot be examined.
 FileStatus statusOf(const Path& path);
 

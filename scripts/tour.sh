@@ -3,14 +3,14 @@
 set -eu
 tavrine=$1
 place=$(mktemp -d)
+export TAVRINE_SUPPORT_DIR="$place/records" XDG_STATE_HOME="$place/state" XDG_CACHE_HOME="$place/cache"
 end() {
-  "$tavrine" lock-now --all --quiet || true
-  rm -rf "$place"
+  # Removed only when nothing is attached there any more.
+  "$tavrine" lock-now --all --force --quiet && rm -rf --one-file-system "$place"
 }
 trap end EXIT
 trap 'exit 130' INT TERM HUP
 
-export TAVRINE_SUPPORT_DIR="$place/records" XDG_STATE_HOME="$place/state" XDG_CACHE_HOME="$place/cache"
 cd "$place"
 mkdir -p Taxes/2025 Taxes/empty
 echo "income 42" >Taxes/2025/sums

@@ -35,8 +35,10 @@ bool RecoveryRun::settleOriginal(const JournalEntry& entry, const LockedItem* re
   if (entry.deletingPath && isSomethingAt(*entry.deletingPath)) {
     return image == ImagePlace::known && deleteRenamed(*entry.deletingPath);
   }
+  // Settled as gone, what only could not be looked at would lie there unlocked, and nobody would come back to it.
+  if (entry.deletingPath && !isNothingAt(*entry.deletingPath)) return false;
   const std::optional<FileIdentity> original = FileIdentity::of(entry.originalPath);
-  if (!original) return true;
+  if (!original) return isNothingAt(entry.originalPath);
   const std::optional<Date> stamp = record != nullptr ? record->createdAt : entry.lockedAt;
   if (!stamp || changedSince(entry.originalPath, *stamp, std::chrono::system_clock::now())) {
     ++report_.keptChangedOriginals;

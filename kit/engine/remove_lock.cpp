@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 #include "kit/engine/free_space.h"
@@ -151,8 +153,16 @@ class Removal final {
     crashAt(CrashPoint::restoreAfterRename);
     locker_.tool.detach(mountPoint_);
     (void)removeEmptyFolder(mountPoint_);
+    requireSameImage();
     removeItem(image_.url);
     crashAt(CrashPoint::restoreAfterDeleteLocked);
+  }
+
+  /// Copying back takes its time; whatever took the image's place meanwhile is not ours to delete.
+  void requireSameImage() const {
+    if (FileIdentity::of(image_.url) == image_.identity) return;
+    throw std::filesystem::filesystem_error("is not the image that was restored", image_.url,
+                                            std::make_error_code(std::errc::no_such_file_or_directory));
   }
 
   void writeEntry() const { locker_.journal.add(entry_); }

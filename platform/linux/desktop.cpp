@@ -5,9 +5,16 @@
 #include <unistd.h>
 
 #include <array>
+#include <csignal>
 #include <string>
 
 namespace tavrine {
+
+namespace {
+
+constexpr short detached = POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK;
+
+}  // namespace
 
 bool openOnDesktop(const Path& path) {
   posix_spawn_file_actions_t actions;
@@ -18,7 +25,14 @@ bool openOnDesktop(const Path& path) {
     return false;
   }
   // A session of its own and no streams: what is opened stays when the terminal goes, and writes nothing into it.
-  bool isReady = ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID) == 0;
+  bool isReady = ::posix_spawnattr_setflags(&attributes, detached) == 0;
+  // What stops us is blocked here, and must be able to stop what is opened.
+  sigset_t all;
+  sigset_t none;
+  (void)::sigfillset(&all);
+  (void)::sigemptyset(&none);
+  isReady = isReady && ::posix_spawnattr_setsigdefault(&attributes, &all) == 0 &&
+            ::posix_spawnattr_setsigmask(&attributes, &none) == 0;
   for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     isReady = isReady && ::posix_spawn_file_actions_addopen(&actions, stream, "/dev/null", O_RDWR, 0) == 0;
   }

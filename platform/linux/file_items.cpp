@@ -37,6 +37,11 @@ bool isSomethingAt(const Path& path) {
   return ::lstat(path.c_str(), &status) == 0;
 }
 
+bool isNothingAt(const Path& path) {
+  struct stat status {};
+  return ::lstat(path.c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR);
+}
+
 FileStatus statusOf(const Path& path) {
   return fileStatusOf(statOf(path));
 }

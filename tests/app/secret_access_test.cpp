@@ -22,7 +22,8 @@ class SecretAccessTest : public ImageTest {
     PasswordSource passwords;
     SecretAccess access;
     Command(const Path& file, const StopRequest& stop, const Path& support, std::ostream& messages)
-        : passwords(file, stop, messages), access({support, SecretBox::leastCost}, passwords, messages) {}
+        : passwords(file, stop, messages),
+          access({.supportDirectory = support, .cost = SecretBox::leastCost}, passwords, messages) {}
   };
 
   SecretAccessTest() : ImageTest(Tool::fake) { makeFolder("support"); }
