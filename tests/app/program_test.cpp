@@ -179,6 +179,20 @@ TEST_F(Program, CancelsALockAndLeavesNothingOfIt) {
   EXPECT_EQ(readFile(folder_ / "support/operations.json"), "[]");
 }
 
+TEST_F(Program, RemovesNoLockFromAFileThatBecameAFolder) {
+  const Path locked = write("note", "x").replace_extension(".tavrlock");
+  ASSERT_EQ(runWithPassword({"lock", home("note")}), 0) << error_;
+  ASSERT_EQ(runWithPassword({"unlock", locked}), 0) << error_;
+  run({"reveal", locked});
+  const Path note = out_.substr(0, out_.size() - 1);
+  fs::remove(note);
+  fs::create_directory(note);
+  replaceFile(note.parent_path() / "second", "2");
+  EXPECT_EQ(runWithPassword({"remove-lock", locked}), 1);
+  EXPECT_NE(error_.find("also holds second"), std::string::npos) << error_;
+  EXPECT_TRUE(fs::exists(locked));
+}
+
 TEST_F(Program, RemovesNoLockFromAFileThatGotCompany) {
   const Path locked = write("note", "x").replace_extension(".tavrlock");
   ASSERT_EQ(runWithPassword({"lock", home("note")}), 0) << error_;

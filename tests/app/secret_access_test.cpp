@@ -21,9 +21,8 @@ class SecretAccessTest : public ImageTest {
   struct Command {
     PasswordSource passwords;
     SecretAccess access;
-    Command(const Path& file, const StopRequest& stop, const Path& support, std::ostream& messages)
-        : passwords(file, stop, messages),
-          access({.supportDirectory = support, .cost = SecretBox::leastCost}, passwords, messages) {}
+    Command(const Path& file, const StopRequest& stop, const SecretAccess::Options& options, std::ostream& messages)
+        : passwords(file, stop, messages), access(options, passwords, messages) {}
   };
 
   SecretAccessTest() : ImageTest(Tool::fake) { makeFolder("support"); }
@@ -31,7 +30,8 @@ class SecretAccessTest : public ImageTest {
   /// A command that has asked.
   std::unique_ptr<Command> asked(const std::string& password) {
     replaceFile(path("password"), password + "\n");
-    auto command = std::make_unique<Command>(path("password"), stop_, path("support"), messages_);
+    const SecretAccess::Options options{path("support"), SecretBox::leastCost, images_};
+    auto command = std::make_unique<Command>(path("password"), stop_, options, messages_);
     command->access.ask();
     return command;
   }
@@ -66,6 +66,7 @@ class SecretAccessTest : public ImageTest {
 
   bool isStored() const { return fs::exists(store_.fileURL()); }
 
+  std::vector<Path> images_;  ///< that the command is to open
   StopRequest stop_;
   std::ostringstream messages_;
   const Locker locker_{{path("support"), path("home")}, DiskImageTool{tool()}};
@@ -109,6 +110,14 @@ TEST_F(SecretAccessTest, ALostStoreIsMadeAnewByAPasswordThatOpensAnImage) {
   EXPECT_EQ(attached().size(), 1u) << "what was attached to look is detached";
   EXPECT_TRUE(fs::is_empty(locker_.mountsRoot));
   EXPECT_DONE(detach(path("mount")));
+}
+
+TEST_F(SecretAccessTest, AnImageFromElsewhereTakesItsOwnPasswordAndStoresNoSlip) {
+  images_ = {makeImage("elsewhere")};
+  EXPECT_EQ(taken("secrte"), wrong_);
+  EXPECT_FALSE(isStored());
+  EXPECT_EQ(taken("secret"), "secret 1") << "under no rule for new passwords";
+  EXPECT_TRUE(isStored());
 }
 
 TEST_F(SecretAccessTest, ALostStoreStaysLostWhereNoImageCanTell) {
