@@ -38,7 +38,7 @@ say_how_to_install() {
   exit 1
 }
 
-# build PRESET TARGET: configures build/PRESET, saying nothing while all is well, and builds the target there.
+# build PRESET TARGET…: configures build/PRESET, saying nothing while all is well, and builds the targets there.
 build() {
   log=$(mktemp)
   if cmake --preset "$1" >"$log" 2>&1; then
@@ -48,5 +48,7 @@ build() {
     rm -f "$log"
     exit 1
   fi
-  cmake --build --preset "$1" --target "$2"
+  preset_built=$1
+  shift
+  cmake --build --preset "$preset_built" --target "$@"
 }
