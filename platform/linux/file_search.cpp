@@ -35,6 +35,7 @@ class Search final {
   void lookInWaiting() {
     for (; mayGoOn() && !waiting_.empty(); waiting_.pop_front()) {
       const Path folder = waiting_.front();
+      if (isMount(folder)) continue;
       const FileDescriptor opened(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
       struct stat status {};
       if (!opened.isOpen() || ::fstat(opened.get(), &status) != 0 || status.st_dev != device_) continue;
@@ -62,6 +63,15 @@ class Search final {
   bool mayBeSought(const dirent& entry) const {
     constexpr uint64_t unknownInode = 0xffffffff;  // what a file system of a process lists where it does not know
     return entry.d_ino == inode_ || entry.d_ino == unknownInode;
+  }
+
+  /// Whether a volume is mounted there, or would be by going in: asked without a word to the server of it, which may be
+  /// dead.
+  static bool isMount(const Path& folder) {
+    constexpr int quietly = AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT | AT_STATX_DONT_SYNC;
+    struct statx status {};
+    if (::statx(AT_FDCWD, folder.c_str(), quietly, STATX_TYPE, &status) != 0) return true;
+    return (status.stx_attributes & (STATX_ATTR_MOUNT_ROOT | STATX_ATTR_AUTOMOUNT)) != 0;
   }
 
   static bool isFolder(int folder, const dirent& entry) {
