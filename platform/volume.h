@@ -25,6 +25,9 @@ std::optional<uint64_t> deviceOf(const Path& path);
 /// Makes all that was written to the volume of `path` durable. Throws `std::filesystem::filesystem_error`.
 void syncVolume(const Path& path);
 
+/// Whether a volume is mounted at `url` whose server has died: nothing there can be reached until it is detached.
+bool isDeadMount(const Path& url);
+
 /// Every mount at or below the resolved path `folder`, as the kernel has them. Throws
 /// `std::filesystem::filesystem_error` where there is no table to read.
 std::vector<Path> mountPointsAtOrBelow(const Path& folder);

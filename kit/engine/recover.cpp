@@ -3,6 +3,7 @@
 
 #include "kit/engine/recovery_run.h"
 #include "platform/file_items.h"
+#include "platform/volume.h"
 
 namespace tavrine {
 
@@ -94,7 +95,10 @@ void RecoveryRun::removeEmptyMountPoints() const {
   for (const AttachedImage& image : locker_.tool.attachedImages()) mountPoints.insert(canonicalPath(image.mountPoint));
   for (const std::string& name : namesIn(locker_.mountsRoot)) {
     const Path folder = locker_.mountsRoot / name;
-    if (!mountPoints.contains(canonicalPath(folder))) (void)removeEmptyFolder(folder);
+    if (mountPoints.contains(canonicalPath(folder))) continue;
+    // A volume whose server was killed is in no list, and its item could not be unlocked any more.
+    if (isDeadMount(folder)) detach(folder);
+    (void)removeEmptyFolder(folder);
   }
 }
 

@@ -107,6 +107,11 @@ void syncVolume(const Path& path) {
   if (::fsync(file.get()) != 0) fail("cannot sync");
 }
 
+bool isDeadMount(const Path& url) {
+  struct stat status {};
+  return ::stat(url.c_str(), &status) != 0 && errno == ENOTCONN;
+}
+
 std::vector<Path> mountPointsAtOrBelow(const Path& folder) {
   const Path place = withoutSlashAtEnd(folder);
   std::vector<Path> found;
