@@ -1,12 +1,12 @@
 #include <filesystem>
 
 #include "kit/engine/locker.h"
-#include "kit/engine/path_relation.h"
 #include "kit/errors/tavrine_error.h"
 #include "kit/records/locked_extension.h"
 #include "kit/tools/file_walk.h"
 #include "platform/file_flags.h"
 #include "platform/file_items.h"
+#include "platform/path_relation.h"
 #include "platform/volume.h"
 
 namespace tavrine {

@@ -4,6 +4,7 @@
 #include "kit/engine/ignored_failure.h"
 #include "kit/engine/locker.h"
 #include "kit/engine/tree_verifier.h"
+#include "kit/engine/undone_on_failure.h"
 #include "kit/engine/volume_layout.h"
 #include "kit/errors/tavrine_error.h"
 #include "platform/bookmark.h"
@@ -108,11 +109,12 @@ class Lock final {
 
   LockedItem run() {
     writeEntry();
-    undoneOnFailure([this] {
+    const auto steps = [this] {
       buildImage();
       verifyImage();
       moveImageIntoPlace();
-    });
+    };
+    undoneOnFailure(steps, [this] { undo(); });
     LockedItem item = recordOfImage();
     reportingFailure(TavrineError::lockedButOriginalRemains, [&] {
       commitRecord(item);
@@ -230,18 +232,6 @@ class Lock final {
 
   void crashAt(CrashPoint point) const {
     if (crashPoint_ == point) throw SimulatedCrash();
-  }
-
-  template <typename Steps>
-  void undoneOnFailure(const Steps& steps) const {
-    try {
-      steps();
-    } catch (const SimulatedCrash&) {
-      throw;
-    } catch (...) {
-      undo();
-      throw;
-    }
   }
 
   /// The item has not been touched; all that was made for the lock goes.

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "kit/engine/path_relation.h"
+#include "platform/path_relation.h"
 #include "platform/text.h"
 
 namespace tavrine {

@@ -12,23 +12,23 @@ RecoveryReport Locker::recover() const {
 }
 
 RecoveryRun::RecoveryRun(const Locker& locker) : locker_(locker) {
-  (void)succeeds([this] { startList_ = locker_.tool.attachedImages(); });
+  (void)ignoringFailure([this] { startList_ = locker_.tool.attachedImages(); });
 }
 
 RecoveryReport RecoveryRun::report() {
   readIndex();
   for (const JournalEntry& entry : readJournal()) handle(entry);
   if (!records_) {
-    if (report_.indexWasDamaged) (void)succeeds([this] { locker_.adoptOpenItems(startList_); });
+    if (report_.indexWasDamaged) (void)ignoringFailure([this] { locker_.adoptOpenItems(startList_); });
     return report_;
   }
-  const bool areListed = succeeds([this] { detachStale(); });
-  if (areListed) (void)succeeds([this] { removeEmptyMountPoints(); });
+  const bool areListed = ignoringFailure([this] { detachStale(); });
+  if (areListed) (void)ignoringFailure([this] { removeEmptyMountPoints(); });
   return report_;
 }
 
 void RecoveryRun::readIndex() {
-  (void)succeeds([this] {
+  (void)ignoringFailure([this] {
     ItemIndex::Loaded loaded = locker_.index.loadReportingDamage();
     report_.indexWasDamaged = loaded.damaged;
     if (!loaded.damaged) records_ = std::move(loaded.items);
@@ -37,7 +37,7 @@ void RecoveryRun::readIndex() {
 
 std::vector<JournalEntry> RecoveryRun::readJournal() {
   std::vector<JournalEntry> entries;
-  (void)succeeds([this, &entries] {
+  (void)ignoringFailure([this, &entries] {
     OperationJournal::Loaded loaded = locker_.journal.loadReportingDamage();
     report_.journalWasDamaged = loaded.damaged;
     entries = std::move(loaded.entries);
@@ -47,12 +47,12 @@ std::vector<JournalEntry> RecoveryRun::readJournal() {
 
 void RecoveryRun::handle(const JournalEntry& entry) {
   Outcome outcome = Outcome::kept;
-  (void)succeeds([&] {
+  (void)ignoringFailure([&] {
     if (!staysInItsFolder(entry)) return;
     outcome = entry.kind == JournalEntry::Kind::lock ? handleLock(entry) : handleRestore(entry);
   });
   count(outcome);
-  if (outcome != Outcome::kept) (void)succeeds([&] { locker_.journal.remove(entry.id); });
+  if (outcome != Outcome::kept) (void)ignoringFailure([&] { locker_.journal.remove(entry.id); });
 }
 
 void RecoveryRun::count(Outcome outcome) {
@@ -123,7 +123,7 @@ void RecoveryRun::detachMountPoint(const Path& mountPoint) const {
 }
 
 void RecoveryRun::detach(const Path& mountPoint) const {
-  (void)succeeds([&] { locker_.tool.detach(mountPoint, DiskImageTool::Force::yes); });
+  (void)ignoringFailure([&] { locker_.tool.detach(mountPoint, DiskImageTool::Force::yes); });
   (void)removeEmptyFolder(mountPoint);
 }
 

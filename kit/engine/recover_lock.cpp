@@ -12,7 +12,7 @@ RecoveryRun::Outcome RecoveryRun::handleLock(const JournalEntry& entry) {
   if (!parentExists(entry.originalPath)) return Outcome::kept;
   const bool isPartialOurs = !entry.lockedIdentity || isIdentityAt(entry.partialPath, entry.lockedIdentity);
   if (record == nullptr && isPartialOurs) {
-    if (isSomethingAt(entry.partialPath)) (void)succeeds([&] { removeItem(entry.partialPath); });
+    if (isSomethingAt(entry.partialPath)) (void)ignoringFailure([&] { removeItem(entry.partialPath); });
     return Outcome::discardedLock;
   }
   const ImagePlace image = imagePlace(entry, record);
@@ -52,8 +52,8 @@ bool RecoveryRun::removeOriginal(JournalEntry entry, const FileIdentity& origina
   // With the place in the journal, the next start would take what is there for the item and delete it.
   if (isSomethingAt(deleting)) return false;
   entry.deletingPath = deleting;
-  if (!succeeds([&] { locker_.journal.add(entry); })) return false;
-  const bool isMoved = succeeds([&] { Locker::renameExclusively(entry.originalPath, deleting); });
+  if (!ignoringFailure([&] { locker_.journal.add(entry); })) return false;
+  const bool isMoved = ignoringFailure([&] { Locker::renameExclusively(entry.originalPath, deleting); });
   const std::optional<FileIdentity> moved = FileIdentity::of(deleting);
   if (moved && moved != original) disown(entry, isMoved);
   return isMoved && moved == original && deleteRenamed(deleting);
@@ -64,19 +64,19 @@ bool RecoveryRun::removeOriginal(JournalEntry entry, const FileIdentity& origina
 void RecoveryRun::disown(JournalEntry entry, bool wasMoved) const {
   const Path deleting = *entry.deletingPath;
   entry.deletingPath.reset();
-  (void)succeeds([&] { locker_.journal.add(entry); });
-  if (wasMoved) (void)succeeds([&] { Locker::renameExclusively(deleting, entry.originalPath); });
+  (void)ignoringFailure([&] { locker_.journal.add(entry); });
+  if (wasMoved) (void)ignoringFailure([&] { Locker::renameExclusively(deleting, entry.originalPath); });
 }
 
 bool RecoveryRun::deleteRenamed(const Path& path) const {
-  return succeeds([&] { locker_.deleteRenamedOriginal(path); });
+  return ignoringFailure([&] { locker_.deleteRenamedOriginal(path); });
 }
 
 void RecoveryRun::markComplete(const LockedItem& record) const {
   LockedItem complete = record;
   complete.stage = LockedItem::Stage::complete;
   complete.originalPath.reset();
-  (void)succeeds([&] { locker_.index.upsert(complete); });
+  (void)ignoringFailure([&] { locker_.index.upsert(complete); });
 }
 
 }  // namespace tavrine

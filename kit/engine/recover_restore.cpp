@@ -16,19 +16,19 @@ RecoveryRun::Outcome RecoveryRun::handleRestore(const JournalEntry& entry) {
   } else if (!isAtRecordedPlace(entry) && isPartialThere) {
     return Outcome::kept;  // the partial copy may be the only one
   }
-  (void)succeeds([&] { removeItem(entry.partialPath); });
+  (void)ignoringFailure([&] { removeItem(entry.partialPath); });
   return Outcome::discardedRestore;
 }
 
 void RecoveryRun::finishRestore(const JournalEntry& entry, bool isLockedThere) const {
   if (isLockedThere) {
     detachAll(entry.originalPath);
-    (void)succeeds([&] { removeItem(entry.originalPath); });
+    (void)ignoringFailure([&] { removeItem(entry.originalPath); });
   } else {
     // The image was moved: without a record nothing would say any more whose it is.
     detachMountPoint(locker_.mountsRoot / entry.id.text());
   }
-  (void)succeeds([&] { locker_.index.remove(entry.id); });
+  (void)ignoringFailure([&] { locker_.index.remove(entry.id); });
 }
 
 bool RecoveryRun::isAtRecordedPlace(const JournalEntry& entry) const {

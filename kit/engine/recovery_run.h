@@ -3,12 +3,14 @@
 #include <optional>
 #include <vector>
 
+#include "kit/engine/ignored_failure.h"
 #include "kit/engine/locker.h"
 
 namespace tavrine {
 
 /// One run of the recovery: what was attached and recorded when it began, and what it did so far. Its order of steps is
-/// that of its members. Used once, by `Locker::recover`, which must outlive it. Absorbs every error.
+/// that of its members. Used once, by `Locker::recover`, which must outlive it. Absorbs every error: it has nobody to
+/// report to, and what it cannot do is left for the next start.
 class RecoveryRun final {
  public:
   explicit RecoveryRun(const Locker& locker);
@@ -66,17 +68,5 @@ bool parentExists(const Path& path);
 
 /// Whether the item at `path` is the one with this identity; never without an identity.
 bool isIdentityAt(const Path& path, const std::optional<FileIdentity>& identity);
-
-/// Whether `action` went through. What it throws has no other consequence: recovery has nobody to report to, and all it
-/// cannot do is left for the next start.
-template <typename Action>
-bool succeeds(const Action& action) {
-  try {
-    action();
-    return true;
-  } catch (const std::exception&) {
-    return false;
-  }
-}
 
 }  // namespace tavrine

@@ -7,6 +7,7 @@
 #include "kit/engine/ignored_failure.h"
 #include "kit/engine/locker.h"
 #include "kit/engine/tree_verifier.h"
+#include "kit/engine/undone_on_failure.h"
 #include "kit/engine/volume_layout.h"
 #include "kit/errors/tavrine_error.h"
 #include "kit/records/locked_extension.h"
@@ -75,7 +76,7 @@ class Removal final {
 
   Path run() {
     writeEntry();
-    undoneOnFailure([this] {
+    const auto steps = [this] {
       attachImage();
       readItem();
       requireFreeSpace(locker_, ItemFacts::allocatedSize(source_), parent_);
@@ -83,7 +84,8 @@ class Removal final {
       verifyCopy();
       makeCopyWhole();
       moveIntoPlace();
-    });
+    };
+    undoneOnFailure(steps, [this] { undo(); });
     removeImage();
     locker_.index.remove(id_);
     locker_.journal.remove(id_);
@@ -169,18 +171,6 @@ class Removal final {
 
   void crashAt(CrashPoint point) const {
     if (locker_.crashPoint == point) throw SimulatedCrash();
-  }
-
-  template <typename Steps>
-  void undoneOnFailure(const Steps& steps) {
-    try {
-      steps();
-    } catch (const SimulatedCrash&) {
-      throw;
-    } catch (...) {
-      undo();
-      throw;
-    }
   }
 
   /// The image and its record are as they were; all that was made for the removal goes.

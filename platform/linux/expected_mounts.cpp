@@ -6,16 +6,13 @@
 #include "platform/file_manager.h"
 #include "platform/linux/fstab.h"
 #include "platform/linux/mount_table.h"
+#include "platform/path_relation.h"
 
 namespace tavrine {
 namespace {
 
 constexpr const char* fstabPath = "/etc/fstab";
 constexpr const char* automountType = "autofs";
-
-bool isAtOrBelow(const std::string& path, const std::string& folder) {
-  return path == folder || path.starts_with(folder == "/" ? folder : folder + "/");
-}
 
 std::vector<Mount> mounts() {
   try {

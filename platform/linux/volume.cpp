@@ -13,6 +13,7 @@
 
 #include "platform/linux/file_descriptor.h"
 #include "platform/linux/mount_table.h"
+#include "platform/path_relation.h"
 
 namespace tavrine {
 namespace {
@@ -37,11 +38,6 @@ bool isNetwork(const Mount& mount) {
   // A helper that gives no subtype shows the address it serves.
   if (type == "fuse") return mount.source.find("://") != std::string::npos;
   return std::ranges::count(networkTypes, type) > 0;
-}
-
-bool isAtOrBelow(std::string_view path, std::string_view folder) {
-  if (folder == "/") return path.starts_with('/');
-  return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
 }
 
 /// The mount that shows what is at `place`: the innermost above it, of several on one place the last.
